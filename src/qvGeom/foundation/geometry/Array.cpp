@@ -1,0 +1,32 @@
+#include "qvGeom/foundation/geometry/Array.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <sys/mman.h>
+
+namespace qvGeom::detail {
+namespace {
+
+constexpr std::size_t kHugeFrom = std::size_t{4} << 20;
+constexpr std::uintptr_t kPage = 4096;
+
+} // namespace
+
+void* allocateZeroed(std::size_t bytes) {
+    void* const memory = std::calloc(bytes, 1);
+    if (!memory)
+        throw std::bad_alloc();
+    if (bytes >= kHugeFrom) {
+        // First touch of a large block is most of what it costs; huge pages make it cheap. Only
+        // whole pages of our own may be advised, and a refusal changes nothing.
+        const auto start = reinterpret_cast<std::uintptr_t>(memory);
+        const std::uintptr_t first = (start + kPage - 1) / kPage * kPage;
+        const std::uintptr_t last = (start + bytes) / kPage * kPage;
+        static_cast<void>(madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE));
+    }
+    return memory;
+}
+
+void freeZeroed(void* memory) noexcept { std::free(memory); }
+
+} // namespace qvGeom::detail

@@ -1,0 +1,65 @@
+#include "qvGeom/foundation/geometry/CompactMesh.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "qvGeom/foundation/geometry/MeshModification.h"
+
+namespace qvGeom {
+
+CompactMesh::CompactMesh(int numVertices, const MeshVertex* vertices, const MeshNormal* normals,
+                         const MeshUV* uvs, const MeshColour* colours) {
+    copyVertices(numVertices, vertices);
+    const int count = getNumVertices();
+    if (normals)
+        std::copy_n(normals, count, allocNormalArray());
+    if (uvs)
+        std::copy_n(uvs, count, allocUVArray());
+    if (colours)
+        std::copy_n(colours, count, allocColourArray());
+}
+
+CompactMesh::~CompactMesh() { announceDestruction(); }
+
+void CompactMesh::swap(CompactMesh& other) noexcept {
+    swapPoints(other);
+    triangles_.swap(other.triangles_);
+    triangleNormals_.swap(other.triangleNormals_);
+    triStrips_.swap(other.triStrips_);
+    triFans_.swap(other.triFans_);
+    lines_.swap(other.lines_);
+    lineStrips_.swap(other.lineStrips_);
+    std::swap(numPolys_, other.numPolys_);
+    selectedTriangles_.swap(other.selectedTriangles_);
+}
+
+void CompactMesh::modified(MeshModification& modification) {
+    getModifiedSignal().emit(modification);
+}
+
+void CompactMesh::resizeTriangleArray(int numTriangles) {
+    triangles_.resize(numTriangles);
+    if (triangleNormals_.size() > 0)
+        triangleNormals_.resize(numTriangles);
+}
+
+void CompactMesh::copyTriangles(int numTriangles, const int* corners) {
+    Array<MeshTriangle> copy(numTriangles); // on its own first: the source may be this very array
+    std::copy_n(corners, 3 * static_cast<std::ptrdiff_t>(copy.size()), raw<int>(copy.data()));
+    resizeTriangleArray(numTriangles);
+    triangles_.swap(copy);
+}
+
+MeshNormal* CompactMesh::allocTriangleNormalArray() {
+    triangleNormals_.resize(getNumTriangles());
+    return triangleNormals_.data();
+}
+
+void CompactMesh::deleteTriangleNormals() { triangleNormals_.resize(0); }
+
+void CompactMesh::clearSelection() {
+    getSelectedVertices().resize(0);
+    selectedTriangles_.resize(0);
+}
+
+} // namespace qvGeom
