@@ -1,0 +1,156 @@
+/// \file
+/// Directions with a length, in double and in single precision.
+#pragma once
+
+#include <cmath>
+
+namespace qvLinear {
+
+/// A displacement.
+struct Vector {
+    double x, y, z;
+
+    double length() const { return std::sqrt(length2()); }
+
+    double length2() const { return x * x + y * y + z * z; }
+
+    /// Scales to unit length. Returns false, and changes nothing, when the
+    /// length is zero or not finite; there is no other threshold, so that the
+    /// smallest triangle keeps its direction.
+    bool normalize() {
+        const double len = length();
+        if (!(len > 0.0) || !std::isfinite(len))
+            return false;
+        x /= len;
+        y /= len;
+        z /= len;
+        return true;
+    }
+
+    void reverse() {
+        x = -x;
+        y = -y;
+        z = -z;
+    }
+
+    /// Returns a unit vector at right angles to this one; the x axis when this
+    /// one has no direction.
+    Vector orthogonalVector() const;
+
+    Vector& operator+=(const Vector& v) {
+        x += v.x;
+        y += v.y;
+        z += v.z;
+        return *this;
+    }
+
+    Vector& operator-=(const Vector& v) {
+        x -= v.x;
+        y -= v.y;
+        z -= v.z;
+        return *this;
+    }
+
+    Vector& operator*=(double s) {
+        x *= s;
+        y *= s;
+        z *= s;
+        return *this;
+    }
+
+    Vector& operator/=(double s) {
+        x /= s;
+        y /= s;
+        z /= s;
+        return *this;
+    }
+
+    bool operator==(const Vector&) const = default;
+};
+
+/// A displacement as it is stored.
+struct VectorFlt {
+    float x, y, z;
+
+    bool operator==(const VectorFlt&) const = default;
+};
+
+constexpr Vector operator+(const Vector& a, const Vector& b) {
+    return {a.x + b.x, a.y + b.y, a.z + b.z};
+}
+
+constexpr Vector operator-(const Vector& a, const Vector& b) {
+    return {a.x - b.x, a.y - b.y, a.z - b.z};
+}
+
+constexpr Vector operator-(const Vector& v) { return {-v.x, -v.y, -v.z}; }
+
+constexpr Vector operator*(const Vector& v, double s) { return {v.x * s, v.y * s, v.z * s}; }
+
+constexpr Vector operator*(double s, const Vector& v) { return v * s; }
+
+constexpr Vector operator/(const Vector& v, double s) { return {v.x / s, v.y / s, v.z / s}; }
+
+constexpr VectorFlt operator+(const VectorFlt& a, const VectorFlt& b) {
+    return {a.x + b.x, a.y + b.y, a.z + b.z};
+}
+
+constexpr VectorFlt operator-(const VectorFlt& a, const VectorFlt& b) {
+    return {a.x - b.x, a.y - b.y, a.z - b.z};
+}
+
+constexpr VectorFlt operator*(const VectorFlt& v, float s) { return {v.x * s, v.y * s, v.z * s}; }
+
+constexpr double dot(const Vector& a, const Vector& b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
+
+constexpr float dot(const VectorFlt& a, const VectorFlt& b) {
+    return a.x * b.x + a.y * b.y + a.z * b.z;
+}
+
+constexpr Vector cross(const Vector& a, const Vector& b) {
+    return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
+}
+
+constexpr VectorFlt cross(const VectorFlt& a, const VectorFlt& b) {
+    return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
+}
+
+/// Returns the weighted sum of two vectors.
+constexpr Vector combine(double wa, const Vector& a, double wb, const Vector& b) {
+    return {wa * a.x + wb * b.x, wa * a.y + wb * b.y, wa * a.z + wb * b.z};
+}
+
+/// Returns the weighted sum of three vectors.
+constexpr Vector combine(double wa, const Vector& a, double wb, const Vector& b, double wc,
+                         const Vector& c) {
+    return {wa * a.x + wb * b.x + wc * c.x, wa * a.y + wb * b.y + wc * c.y,
+            wa * a.z + wb * b.z + wc * c.z};
+}
+
+/// Returns the part of `v` along `onto`; zero when `onto` is zero.
+constexpr Vector project(const Vector& v, const Vector& onto) {
+    const double length2 = dot(onto, onto);
+    return length2 > 0.0 ? onto * (dot(v, onto) / length2) : Vector{0.0, 0.0, 0.0};
+}
+
+/// True when every component differs by at most `tol`.
+inline bool equivalent(const Vector& a, const Vector& b, double tol) {
+    return std::abs(a.x - b.x) <= tol && std::abs(a.y - b.y) <= tol && std::abs(a.z - b.z) <= tol;
+}
+
+/// True when the sine of the angle between the two, whichever way each points,
+/// is at most `tol`. A zero vector is parallel to every vector.
+inline bool isParallel(const Vector& a, const Vector& b, double tol) {
+    return cross(a, b).length() <= tol * a.length() * b.length();
+}
+
+inline Vector Vector::orthogonalVector() const {
+    // The axis most unlike this vector gives the best conditioned product.
+    const double ax = std::abs(x), ay = std::abs(y), az = std::abs(z);
+    Vector result = ax <= ay && ax <= az ? Vector{0.0, z, -y}
+                    : ay <= az           ? Vector{-z, 0.0, x}
+                                         : Vector{y, -x, 0.0};
+    return result.normalize() ? result : Vector{1.0, 0.0, 0.0};
+}
+
+} // namespace qvLinear
