@@ -16,5 +16,10 @@ install(FILES
     ${CMAKE_CURRENT_BINARY_DIR}/qvGeomConfigVersion.cmake
     DESTINATION ${packageDir})
 
+# Its paths are relative to the file itself, so the prefix may be chosen or moved after configuring.
+set(pcDir ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH pcToPrefix ${pcDir} ${CMAKE_INSTALL_PREFIX})
+file(RELATIVE_PATH pcToLib ${pcDir} ${CMAKE_INSTALL_FULL_LIBDIR})
+file(RELATIVE_PATH pcToInclude ${pcDir} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 configure_file(cmake/qvgeom.pc.in qvgeom.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/qvgeom.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -8,7 +8,9 @@ function(qvgeom_add_tests folder)
     endif()
     set(target qvGeom_${folder}_tests)
     add_executable(${target} ${ARGN})
-    set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
+    set_target_properties(${target} PROPERTIES
+        CXX_EXTENSIONS OFF
+        RUNTIME_OUTPUT_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR})
     target_compile_definitions(${target} PRIVATE QVGEOM_TEST_DATA="${PROJECT_SOURCE_DIR}/data")
     target_compile_options(${target} PRIVATE -ffp-contract=off)
     target_link_libraries(${target} PRIVATE

@@ -1,0 +1,121 @@
+#!/usr/bin/env python3
+"""Checks that the library's includes point one way: check_layers.py <source directory>."""
+
+import re
+import sys
+from pathlib import Path
+
+# Lowest first. A folder may include itself and every folder of an earlier row, none of its own row.
+LAYERS = [
+    ["foundation/base"],
+    ["foundation/linear"],
+    ["foundation/geometry"],
+    ["planar", "topology", "io"],
+    ["editing", "spatial"],
+    ["foundation/cache"],  # foundation's one room above the tables it keeps
+    ["cutting", "improvement", "view", "parameterization"],
+]
+RANK = {folder: rank for rank, row in enumerate(LAYERS) for folder in row}
+
+# (file without suffix, included file without suffix)
+EXCEPTIONS = {("topology/GeomOrientation", "editing/GeomSelection")}
+
+SYSTEM_HEADERS = set(
+    """
+    algorithm any array atomic barrier bit bitset cassert cctype cerrno cfenv cfloat charconv chrono
+    cinttypes climits clocale cmath compare complex concepts condition_variable coroutine csetjmp
+    csignal cstdarg cstddef cstdint cstdio cstdlib cstring ctime cuchar cwchar cwctype deque exception
+    execution filesystem format forward_list fstream functional future initializer_list iomanip ios
+    iosfwd iostream istream iterator latch limits list locale map memory memory_resource mutex new
+    numbers numeric optional ostream queue random ranges ratio regex scoped_allocator semaphore set
+    shared_mutex source_location span sstream stack stdexcept stop_token streambuf string string_view
+    syncstream system_error thread tuple type_traits typeindex typeinfo unordered_map unordered_set
+    utility valarray variant vector version
+    fcntl.h locale.h pthread.h sched.h sys/mman.h sys/stat.h sys/types.h time.h unistd.h
+    """.split()
+)
+
+INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
+
+
+def folder_of(path):
+    """The layer table's name for the folder of a file given relative to qvGeom/."""
+    return str(path.parent.parent if path.parent.name == "detail" else path.parent)
+
+
+def fault_of(file, bracket, name):
+    """What is wrong with one include, or None. `file` is relative to qvGeom/."""
+    if bracket == "<":
+        return None if name in SYSTEM_HEADERS else "is neither a standard nor a POSIX header"
+    if not name.startswith("qvGeom/"):
+        return "is not written from qvGeom/ on"
+    target = Path(name).relative_to("qvGeom")
+    if str(target) == "Export.h":
+        return None
+    own, other = folder_of(file), folder_of(target)
+    if other not in RANK:
+        return f"names the folder {other}, which has no place in the layer table"
+    if target.parent.name == "detail":
+        if own != other:
+            return "is private to its folder"
+        if file.suffix == ".h" and file.parent.name != "detail":
+            return "is not installed, so a public header cannot use it"
+    if own == other or RANK[other] < RANK[own]:
+        return None
+    if (str(file.with_suffix("")), str(target.with_suffix(""))) in EXCEPTIONS:
+        return None
+    return f"points up or sideways: {own} may not use {other}"
+
+
+def find_cycle(includes):
+    """The first cycle of {file: [included file]} as a list of its files, or None."""
+    finished, path = set(), []
+
+    def visit(file):
+        if file in path:
+            return path[path.index(file) :] + [file]
+        if file in finished:
+            return None
+        path.append(file)
+        for target in includes.get(file, []):
+            if cycle := visit(target):
+                return cycle
+        finished.add(path.pop())
+        return None
+
+    return next((cycle for file in includes if (cycle := visit(file))), None)
+
+
+def check(source):
+    """All faults below `source`/qvGeom, one line each, and the number of files read."""
+    root = Path(source) / "qvGeom"
+    faults, includes = [], {}
+    files = sorted(f for f in root.rglob("*") if f.suffix in (".h", ".cpp"))
+    for path in files:
+        file = path.relative_to(root)
+        if folder_of(file) not in RANK and str(file) != "Export.h":
+            faults.append(f"{file}: its folder has no place in the layer table")
+            continue
+        for number, line in enumerate(path.read_text().splitlines(), 1):
+            if match := INCLUDE.match(line):
+                bracket, name = match.groups()
+                if fault := fault_of(file, bracket, name):
+                    faults.append(f"{file}:{number}: {name} {fault}")
+                includes.setdefault(f"qvGeom/{file}", []).append(name)
+    if cycle := find_cycle(includes):
+        faults.append("headers include each other: " + " -> ".join(cycle))
+    return faults, len(files)
+
+
+def main():
+    faults, num_files = check(sys.argv[1])
+    for fault in faults:
+        print(fault)
+    if num_files == 0:
+        sys.exit(f"no sources below {sys.argv[1]}/qvGeom")
+    print(f"{num_files} files, {len(faults)} faults")
+    sys.exit(1 if faults else 0)
+
+
+if __name__ == "__main__":
+    main()
