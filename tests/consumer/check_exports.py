@@ -11,11 +11,12 @@ import sys
 
 NAMESPACES = ["qv", "qvUtil", "qvOS", "qvString", "qvRTB", "qvLinear", "qvGeom"]
 # Mangled, because there the namespace comes first whatever the return type: _ZN6qvGeom8meshAreaE...
-# and the same after the marks of vtables (TV), typeinfo (TI, TS), guards (GV) and thunks (Th, Tv, Tc).
+# and the same after the marks of vtables (TV), typeinfo (TI, TS), guards (GV) and thunks (Th, Tv, Tc);
+# the address sanitizer gives each variable a companion of the same name.
 OWN = re.compile(
-    r"_Z(T[VITS]|GV|T[hv][n\d_]+_|Tc([hv][n\d_]+_)+)?N[KVRO]*("
+    r"(__odr_asan\.)?_Z(T[VITS]|GV|T[hv][n\d_]+_|Tc([hv][n\d_]+_)+)?N[KVRO]*("
     + "|".join(f"{len(name)}{name}" for name in NAMESPACES)
-    + r")(?![a-z])"
+    + ")"
 )
 WEAK = "wWvVu"
 
