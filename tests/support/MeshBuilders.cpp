@@ -1,0 +1,211 @@
+#include "MeshBuilders.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <numeric>
+#include <random>
+
+namespace test {
+
+using qvGeom::BitVector;
+using qvGeom::CompactMesh;
+using qvGeom::MeshTriangle;
+using qvGeom::MeshVertex;
+
+namespace {
+
+MeshVertex vertexAt(double x, double y, double z) {
+    return {static_cast<float>(x), static_cast<float>(y), static_cast<float>(z)};
+}
+
+std::vector<int> randomOrder(int count, std::mt19937& random) {
+    std::vector<int> order(static_cast<std::size_t>(count));
+    std::iota(order.begin(), order.end(), 0);
+    std::shuffle(order.begin(), order.end(), random);
+    return order;
+}
+
+/// The triangles of a lattice whose rows and columns close on themselves or not.
+std::vector<MeshTriangle> lattice(int columns, int rows, int stride, int numRows) {
+    std::vector<MeshTriangle> triangles;
+    triangles.reserve(2 * static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows));
+    for (int r = 0; r < rows; ++r) {
+        for (int c = 0; c < columns; ++c) {
+            const int low = r * stride;
+            const int high = (r + 1) % numRows * stride;
+            const int right = (c + 1) % stride;
+            triangles.push_back({{low + c, low + right, high + right}});
+            triangles.push_back({{low + c, high + right, high + c}});
+        }
+    }
+    return triangles;
+}
+
+CompactMesh fan(int triangles, bool closed) {
+    const int rim = closed ? triangles : triangles + 1;
+    std::vector<MeshVertex> vertices{{0, 0, 0}};
+    std::vector<MeshTriangle> corners;
+    for (int i = 0; i < rim; ++i) {
+        const double angle = 2 * std::numbers::pi * i / (closed ? rim : rim + 1);
+        vertices.push_back(vertexAt(std::cos(angle), std::sin(angle), 0));
+    }
+    for (int t = 0; t < triangles; ++t)
+        corners.push_back({{0, t + 1, (t + 1) % rim + 1}});
+    return meshOf(vertices, corners);
+}
+
+} // namespace
+
+CompactMesh meshOf(const std::vector<MeshVertex>& vertices,
+                   const std::vector<MeshTriangle>& triangles) {
+    CompactMesh mesh(static_cast<int>(vertices.size()), vertices.data(), nullptr, nullptr, nullptr);
+    mesh.resizeTriangleArray(static_cast<int>(triangles.size()));
+    std::copy(triangles.begin(), triangles.end(), mesh.getTriangles());
+    return mesh;
+}
+
+CompactMesh pointsAlongX(int count) {
+    std::vector<MeshVertex> vertices;
+    for (int i = 0; i < count; ++i)
+        vertices.push_back({static_cast<float>(i), 0, 0});
+    return meshOf(vertices, {});
+}
+
+CompactMesh grid(int columns, int rows) {
+    std::vector<MeshVertex> vertices;
+    for (int r = 0; r <= rows; ++r) {
+        for (int c = 0; c <= columns; ++c)
+            vertices.push_back({static_cast<float>(c), static_cast<float>(r), 0});
+    }
+    return meshOf(vertices, lattice(columns, rows, columns + 1, rows + 1));
+}
+
+CompactMesh wavySurface(int triangles) {
+    const int side = std::max(1, static_cast<int>(std::lround(std::sqrt(triangles / 2.0))));
+    CompactMesh mesh = grid(side, side);
+    for (int v = 0; v < mesh.getNumVertices(); ++v) {
+        MeshVertex& p = mesh.getVertices()[v];
+        p = vertexAt(p.x / side, p.y / side,
+                     0.1 * std::sin(9.0 * p.x / side) * std::cos(7.0 * p.y / side));
+    }
+    return mesh;
+}
+
+CompactMesh closedFan(int triangles) { return fan(triangles, true); }
+
+CompactMesh openFan(int triangles) { return fan(triangles, false); }
+
+CompactMesh strip(int triangles) {
+    std::vector<MeshVertex> vertices;
+    std::vector<MeshTriangle> corners;
+    for (int i = 0; i < triangles + 2; ++i)
+        vertices.push_back({static_cast<float>(i / 2), static_cast<float>(i % 2), 0});
+    for (int t = 0; t < triangles; ++t)
+        corners.push_back({{t + t % 2, t + 1 - t % 2, t + 2}});
+    return meshOf(vertices, corners);
+}
+
+CompactMesh sphere(int rings, int segments) {
+    std::vector<MeshVertex> vertices{{0, 0, 1}};
+    for (int r = 1; r <= rings; ++r) {
+        const double polar = std::numbers::pi * r / (rings + 1);
+        for (int s = 0; s < segments; ++s) {
+            const double turn = 2 * std::numbers::pi * s / segments;
+            vertices.push_back(vertexAt(std::sin(polar) * std::cos(turn),
+                                        std::sin(polar) * std::sin(turn), std::cos(polar)));
+        }
+    }
+    vertices.push_back({0, 0, -1});
+
+    const int bottom = rings * segments + 1;
+    std::vector<MeshTriangle> corners;
+    for (int s = 0; s < segments; ++s) {
+        const int next = (s + 1) % segments;
+        corners.push_back({{0, 1 + s, 1 + next}});
+        for (int r = 0; r + 1 < rings; ++r) {
+            const int upper = 1 + r * segments;
+            const int lower = upper + segments;
+            corners.push_back({{upper + s, lower + s, lower + next}});
+            corners.push_back({{upper + s, lower + next, upper + next}});
+        }
+        corners.push_back({{bottom, bottom - segments + next, bottom - segments + s}});
+    }
+    return meshOf(vertices, corners);
+}
+
+CompactMesh torus(int around, int across) {
+    std::vector<MeshVertex> vertices;
+    for (int a = 0; a < around; ++a) {
+        const double turn = 2 * std::numbers::pi * a / around;
+        for (int c = 0; c < across; ++c) {
+            const double tube = 2 * std::numbers::pi * c / across;
+            const double radius = 2 + std::cos(tube);
+            vertices.push_back(
+                vertexAt(radius * std::cos(turn), radius * std::sin(turn), std::sin(tube)));
+        }
+    }
+    return meshOf(vertices, lattice(across, around, across, around));
+}
+
+CompactMesh bowTie() {
+    return meshOf({{0, 0, 0}, {1, -1, 0}, {1, 1, 0}, {-1, 1, 0}, {-1, -1, 0}},
+                  {{{0, 1, 2}}, {{0, 3, 4}}});
+}
+
+CompactMesh soupOf(const CompactMesh& mesh) {
+    const int corners = 3 * mesh.getNumTriangles();
+    CompactMesh soup;
+    soup.resizeVertexArray(corners);
+    soup.resizeTriangleArray(mesh.getNumTriangles());
+    if (mesh.getNormals())
+        soup.allocNormalArray();
+    if (mesh.getUVs())
+        soup.allocUVArray();
+    for (int c = 0; c < corners; ++c) {
+        const int v = mesh.getTrianglesRaw()[c];
+        soup.getVertices()[c] = mesh.getVertices()[v];
+        if (mesh.getNormals())
+            soup.getNormals()[c] = mesh.getNormals()[v];
+        if (mesh.getUVs())
+            soup.getUVs()[c] = mesh.getUVs()[v];
+        soup.getTrianglesRaw()[c] = c;
+    }
+    return soup;
+}
+
+CompactMesh shuffled(const CompactMesh& mesh, std::uint32_t seed) {
+    std::mt19937 random(seed);
+    const std::vector<int> newVertex = randomOrder(mesh.getNumVertices(), random);
+    const std::vector<int> newTriangle = randomOrder(mesh.getNumTriangles(), random);
+    CompactMesh result = mesh;
+    for (int v = 0; v < mesh.getNumVertices(); ++v)
+        result.getVertices()[newVertex[v]] = mesh.getVertices()[v];
+    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
+        for (int k = 0; k < 3; ++k)
+            result.getTriangles()[newTriangle[t]][k] = newVertex[mesh.getTriangles()[t][k]];
+    }
+    return result;
+}
+
+CompactMesh randomMesh(std::uint32_t seed, int vertices, int triangles) {
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<float> coordinate(-1, 1);
+    std::uniform_int_distribution<int> vertex(0, std::max(0, vertices - 1));
+    CompactMesh mesh;
+    mesh.resizeVertexArray(vertices);
+    mesh.resizeTriangleArray(triangles);
+    for (int i = 0; i < 3 * vertices; ++i)
+        mesh.getVerticesRaw()[i] = coordinate(random);
+    for (int i = 0; i < 3 * triangles; ++i)
+        mesh.getTrianglesRaw()[i] = vertex(random);
+    return mesh;
+}
+
+BitVector selectionOf(int size, std::initializer_list<int> selected) {
+    BitVector selection(size);
+    selection.setBits(static_cast<int>(selected.size()), selected.begin());
+    return selection;
+}
+
+} // namespace test
