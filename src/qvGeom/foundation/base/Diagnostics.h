@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <mutex>
+#include <string>
 
 #include "qvGeom/Export.h"
 
@@ -56,7 +57,7 @@ public:
     void setSink(Sink sink, void* user);
 
 private:
-    void write(bool isError, const char* text);
+    void write(bool isError, std::string text);
 
     std::mutex mutex_; // of the two below
     Sink sink_ = nullptr;

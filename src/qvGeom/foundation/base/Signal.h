@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -93,8 +94,9 @@ protected:
         std::size_t end_;
     };
 
-    /// Takes over `item` and appends it; a null client ties it to the signal alone.
-    void attach(Item* item, SignalClient* client);
+    /// Appends `item`, which frees itself when it is disconnected; a null client
+    /// ties it to the signal alone.
+    void attach(Item& item, SignalClient* client);
 
 private:
     void detach(Item* item);
@@ -165,9 +167,9 @@ private:
     };
 
     Item& connect(std::function<void(A...)> function, SignalClient* client) {
-        Slot* const slot = new Slot(std::move(function));
-        attach(slot, client);
-        return *slot;
+        auto slot = std::make_unique<Slot>(std::move(function));
+        attach(*slot, client);
+        return *slot.release();
     }
 };
 

@@ -16,9 +16,10 @@ class ThreadedChunkAlg;
 ///
 /// `run` calls `initialize` on the calling thread, the work function on all threads
 /// at once, and `finalize` on the calling thread; it returns when everything has
-/// finished. Runs of several callers follow one another. A run made from inside
-/// another run executes on the thread that makes it, one thread index after the
-/// other, and gives the same result. An exception of a work function is rethrown to
+/// finished. Runs of several callers follow one another, except on a pool of one
+/// thread, where each caller works for itself. A run made from inside another run
+/// executes on the thread that makes it, one thread index after the other, and
+/// gives the same result. An exception of a work function is rethrown to
 /// the caller after all threads have finished, that of the lowest thread index if
 /// there are several; `finalize` is then not called.
 class QVGEOM_API ThreadPool {
@@ -47,12 +48,13 @@ public:
 
 private:
     class Crew;
-    class Shared;
+    class Turn;
+    struct LibraryPool;
 
-    template <class Work>
-    void runOnAllThreads(Work& work);
-    Crew* crew();
-    void dismiss();
+    static ThreadPool& libraryPool();
+    template <class Alg, class Work>
+    void execute(Alg& algorithm, int units, const Work& work);
+    Crew& crew();
 
     int numThreads_;
     std::atomic<Crew*> crew_{nullptr};
