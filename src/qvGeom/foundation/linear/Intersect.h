@@ -11,7 +11,7 @@
 namespace qvLinear {
 
 /// Finds the point of a line on a plane. Returns false, and writes nothing,
-/// when the line runs along the plane.
+/// when the sine of the angle between the two is at most `epsilonTol`.
 [[nodiscard]] QVGEOM_API bool intersect(const Plane& plane, const Line& line, Point& out);
 
 /// The same as the line's parameter.
@@ -35,9 +35,9 @@ enum class SegmentRelation {
 };
 
 /// Compares the segment a0 a1 with the segment b0 b1; points within `tol` of
-/// each other count as one. On a crossing, `at` is the shared point; on an
-/// overlap, the first shared point along b. `ta` and `tb` are its parameters
-/// in [0, 1] on the two. Nothing is written for segments apart.
+/// each other count as one. `at` receives the shared point, or an end of the
+/// shared part of an overlap, and `ta` and `tb` its parameters in [0, 1] on the
+/// two. Nothing is written for segments apart.
 QVGEOM_API SegmentRelation doLineSegmentsIntersect(const Point2& a0, const Point2& a1,
                                                    const Point2& b0, const Point2& b1, Point2& at,
                                                    double& ta, double& tb, double tol);
