@@ -1,0 +1,374 @@
+#include "qvGeom/io/GeomMeshText.h"
+
+#include <bit>
+#include <clocale>
+#include <cmath>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <limits>
+#include <random>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include "qvGeom/foundation/base/Diagnostics.h"
+#include "qvGeom/foundation/base/Strings.h"
+#include "qvGeom/foundation/geometry/CompactMesh.h"
+#include "qvGeom/foundation/geometry/TopoMesh.h"
+
+#include "support/MeshBuilders.h"
+
+namespace {
+
+using qvGeom::CompactMesh;
+using qvGeom::MeshVertex;
+using qvGeom::TopoMesh;
+
+constexpr const char* kTriangle = "3 1\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n";
+constexpr const char* kQuad = "4 1\n0 0 0\n1 0 0\n1 1 0\n0 1 0.25\n4 3 0 1 2\n";
+
+/// A file name of this process, removed at the end, and the error lines printed meanwhile.
+class GeomMeshText : public testing::Test {
+protected:
+    GeomMeshText() { qvOS::AppOutput::getInstance().setSink(collect, &errors_); }
+
+    ~GeomMeshText() override {
+        qvOS::AppOutput::getInstance().setSink(nullptr, nullptr);
+        std::remove(path_.c_str());
+    }
+
+    template <class Mesh>
+    std::string write(Mesh& mesh) const {
+        meshWrite(mesh, path_);
+        return content(path_);
+    }
+
+    template <class Mesh>
+    void read(Mesh& mesh, const std::string& text) {
+        std::ofstream(path_, std::ios::binary) << text;
+        errors_.clear();
+        meshRead(mesh, path_);
+    }
+
+    template <class Mesh>
+    Mesh meshOfText(const std::string& text) {
+        Mesh mesh;
+        read(mesh, text);
+        EXPECT_EQ(errors_, "");
+        return mesh;
+    }
+
+    static std::string content(const std::string& path) {
+        std::ostringstream text;
+        text << std::ifstream(path, std::ios::binary).rdbuf();
+        return text.str();
+    }
+
+    const std::string path_ = testing::TempDir() + "mesh" + std::to_string(getpid()) + ".txt";
+    std::string errors_;
+
+private:
+    static void collect(void* errors, bool isError, const char* text) {
+        *static_cast<std::string*>(errors) += (isError ? "" : "not an error: ") + std::string(text);
+    }
+};
+
+CompactMesh pointCloud(const std::vector<float>& coordinates) {
+    std::vector<MeshVertex> vertices(coordinates.size() / 3);
+    for (std::size_t v = 0; v < vertices.size(); ++v)
+        vertices[v] = {coordinates[3 * v], coordinates[3 * v + 1], coordinates[3 * v + 2]};
+    return test::meshOf(vertices, {});
+}
+
+TopoMesh topoPointCloud(const std::vector<double>& coordinates) {
+    TopoMesh mesh;
+    for (std::size_t c = 0; c + 2 < coordinates.size(); c += 3)
+        mesh.allocVertex({coordinates[c], coordinates[c + 1], coordinates[c + 2]});
+    return mesh;
+}
+
+__attribute__((format(printf, 1, 2))) std::string printed(const char* format, ...) {
+    char text[400];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    return text;
+}
+
+/// What printf writes for a mesh of points alone.
+template <class Real>
+std::string expectedText(const std::vector<Real>& coordinates) {
+    std::string text = std::to_string(coordinates.size() / 3) + " 0\n";
+    for (std::size_t c = 0; c < coordinates.size(); ++c)
+        text += printed("%.10g", static_cast<double>(coordinates[c])) + (c % 3 == 2 ? "\n" : " ");
+    return text;
+}
+
+/// Doubles of every size, ties of the tenth digit and powers of ten among them.
+std::vector<double> awkwardDoubles(int count) {
+    std::mt19937_64 random(7);
+    std::vector<double> values{0.0, -0.0, INFINITY, -INFINITY, NAN, -NAN};
+    while (static_cast<int>(values.size()) < count) {
+        const std::uint64_t bits = random();
+        const int size = static_cast<int>(bits % 60);
+        const double power = std::pow(10.0, size - 30);
+        values.insert(values.end(),
+                      {std::bit_cast<double>(bits), static_cast<double>(random() % 20000000) + 0.5,
+                       std::ldexp(static_cast<double>(random() >> 40), -size),
+                       std::ldexp(static_cast<double>(random()), -size - 40), power,
+                       std::nextafter(power, 0)});
+    }
+    values.resize(count);
+    return values;
+}
+
+} // namespace
+
+TEST_F(GeomMeshText, writesExactBytes) {
+    CompactMesh empty;
+    EXPECT_EQ(write(empty), "0 0\n");
+    CompactMesh triangle = test::meshOf({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{{0, 1, 2}}});
+    EXPECT_EQ(write(triangle), kTriangle);
+    CompactMesh points = pointCloud({0.1f, -0.0f, 1e10f, 1e-5f, 123456789.0f, 1e-40f});
+    EXPECT_EQ(write(points), "2 0\n0.1000000015 -0 1e+10\n"
+                             "9.999999747e-06 123456792 9.999946101e-41\n");
+    TopoMesh quad = meshOfText<TopoMesh>(kQuad);
+    EXPECT_EQ(write(quad), kQuad);
+}
+
+TEST_F(GeomMeshText, writesCoordinatesAsPrintfDoes) {
+    std::mt19937 random(3);
+    std::vector<float> floats(300000);
+    for (float& value : floats)
+        value = std::bit_cast<float>(static_cast<std::uint32_t>(random()));
+    CompactMesh mesh = pointCloud(floats);
+    EXPECT_TRUE(write(mesh) == expectedText(floats));
+
+    const std::vector<double> doubles = awkwardDoubles(300000);
+    TopoMesh topo = topoPointCloud(doubles);
+    EXPECT_TRUE(write(topo) == expectedText(doubles));
+}
+
+// Catches a coordinate rounded twice and a short cut taken for numbers it is not exact for.
+TEST_F(GeomMeshText, readsCoordinatesAsStrtofDoes) {
+    std::vector<std::string> numbers;
+    std::mt19937 random(5);
+    for (const double value : awkwardDoubles(60000)) {
+        const double middle = static_cast<double>(static_cast<float>(value)) * (1 + 0x1p-24);
+        const int precision = static_cast<int>(random() % 25);
+        numbers.push_back(printed("%.*g", precision, value));
+        numbers.push_back(printed("%+.*e", precision, value));
+        numbers.push_back(printed("%.*a", precision, value));
+        numbers.push_back(printed("%.*g", 16 + precision, middle));
+        numbers.push_back(printed("%.*g", 16, std::nextafter(middle, 0)));
+        numbers.push_back(printed("%.*f", precision, std::fmod(value, 1e6)));
+    }
+    for (const char* number :
+         {"1e999", "-1e999", "1e-999", "1e99999999999999999999", "0e99999", "+.5", "5.", "00001.5",
+          "16777217", "9007199254740993", "18446744073709551616", "1234567890123456789012",
+          "0.00000000000000000000000000000000000000000001e44", "INFINITY", "nAn", "0X.8P+3", "1E5"})
+        numbers.push_back(number);
+    numbers.resize(numbers.size() / 3 * 3, "1");
+
+    std::string text = std::to_string(numbers.size() / 3) + " 0";
+    for (const std::string& number : numbers)
+        text += ' ' + number;
+    CompactMesh mesh = meshOfText<CompactMesh>(text);
+    TopoMesh topo = meshOfText<TopoMesh>(text);
+    ASSERT_EQ(mesh.getNumVertices(), topo.numVertices());
+    for (std::size_t n = 0; n < numbers.size(); ++n) {
+        const qvLinear::Point& p = topo.vertexPoint(static_cast<int>(n / 3));
+        const double wide = n % 3 == 0 ? p.x : n % 3 == 1 ? p.y : p.z;
+        const float narrow = mesh.getVerticesRaw()[n];
+        ASSERT_EQ(std::bit_cast<std::uint64_t>(wide),
+                  std::bit_cast<std::uint64_t>(std::strtod(numbers[n].c_str(), nullptr)))
+            << numbers[n];
+        ASSERT_EQ(std::bit_cast<std::uint32_t>(narrow),
+                  std::bit_cast<std::uint32_t>(std::strtof(numbers[n].c_str(), nullptr)))
+            << numbers[n];
+    }
+}
+
+TEST_F(GeomMeshText, acceptsAnyWhiteSpaceAndSigns) {
+    for (const char* text :
+         {"3 1 0 0 0 1 0 0 0 1 0 3 0 1 2", " \r\n3\t+1 0 0 -0 1 0 0 0 1 0 3 0 1 2 ",
+          "3\v1\f0 0 0\r\n1 0 0\r\n0 1 0\r\n\r\n03 -0 +1 000000000002\r\n\n"}) {
+        CompactMesh mesh = meshOfText<CompactMesh>(text);
+        ASSERT_EQ(mesh.getNumTriangles(), 1) << text;
+        EXPECT_EQ(mesh.getTriangles()[0][2], 2);
+        EXPECT_EQ(mesh.getVertices()[2].y, 1);
+    }
+}
+
+TEST_F(GeomMeshText, comesBackAsItWas) {
+    const std::string elephant = content(QVGEOM_TEST_DATA "/elephant.mesh");
+    CompactMesh mesh = meshOfText<CompactMesh>(elephant);
+    EXPECT_EQ(mesh.getNumTriangles(), 88928);
+    EXPECT_TRUE(write(mesh) == elephant);
+    TopoMesh topo = meshOfText<TopoMesh>(elephant);
+    EXPECT_TRUE(write(topo) == elephant);
+    EXPECT_FALSE(topo.firstEdge().twin().isNull());
+}
+
+TEST_F(GeomMeshText, refusesMalformedFiles) {
+    const struct {
+        const char* text;
+        int line;
+        bool topoOnlyAccepts = false;
+    } cases[] = {
+        {"", 1},
+        {" \n \n", 3},
+        {"3", 1},
+        {"3 1", 1},
+        {"x 1\n", 1},
+        {"\n3.0 1\n", 2},
+        {"-1 0\n", 1},
+        {"0 -1\n", 1},
+        {"0 2147483648\n", 1},
+        {"0 4294967296\n", 1},
+        {"0 18446744073709551617\n", 1},
+        {"2147483647 2147483647\n0 0 0\n", 1},
+        {"2 0\n0 0 0\n1 2\n", 1}, // room for five numbers only
+        {"2 0\n0 0 0.5\n1 2\n", 4},
+        {"1 0\n0 1-2 3 \n", 2},
+        {"1 0\n0 1.5.5 3\n", 2},
+        {"1 0\n0 +-1 3\n", 2},
+        {"1 0\n0 1,5 3\n", 2},
+        {"1 0\n\n0 1e 3\n", 3},
+        {"1 0\n0 0x 3\n", 2},
+        {"1 0\n0 0 nano\n", 2},
+        {"3 1\n0 0 0\n1 0 0\n0 1 0\n2 0 1 1\n", 5},
+        {"3 1\n0 0 0\n1 0 0\n0 1 0\n-3 0 1 2\n", 5},
+        {"3 1\n0 0 0\n1 0 0\n0 1 0\n3 0 1 3\n", 5},
+        {"3 1\n0 0 0\n1 0 0\n0 1 0\n3 0 -1 2\n", 5},
+        {"3 1\n0 0 0\n1 0 0\n0 1 0\n3 0 1.0 2\n", 5},
+        {"3 1\n0 0 0\n1 0 0\n0 1 0\n2000000000 0 1 2\n", 5},
+        {"3 1\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n\n7\n", 7},
+        {"3 1\n0 0 0\n1 0 0\n0 1 0\n4 0 1 2 0\n", 5, true},
+    };
+
+    for (const auto& [text, line, topoOnlyAccepts] : cases) {
+        SCOPED_TRACE(text);
+        const std::string start = "meshRead: " + path_ + ":" + std::to_string(line) + ": ";
+        CompactMesh mesh = meshOfText<CompactMesh>(kTriangle);
+        read(mesh, text);
+        EXPECT_EQ(errors_.substr(0, start.size()), start);
+        EXPECT_EQ(errors_.find('\n'), errors_.size() - 1);
+        EXPECT_EQ(write(mesh), kTriangle);
+
+        TopoMesh topo = meshOfText<TopoMesh>(kQuad);
+        read(topo, text);
+        EXPECT_EQ(errors_.substr(0, start.size()), topoOnlyAccepts ? "" : start);
+        EXPECT_EQ(write(topo) == kQuad, !topoOnlyAccepts);
+    }
+    CompactMesh mesh;
+    read(mesh, std::string("1 0\n0 0 0\0", 10)); // a zero byte is no end of text
+    EXPECT_EQ(errors_, "meshRead: " + path_ + ":2: expected a coordinate\n");
+}
+
+// A prefix is refused or, where only the tail of the last number is missing, read as it stands.
+TEST_F(GeomMeshText, survivesEveryPrefix) {
+    CompactMesh original = test::sphere(3, 4);
+    const std::string whole = write(original);
+    int numAccepted = 0;
+    for (std::size_t length = 0; length <= whole.size(); ++length) {
+        CompactMesh mesh;
+        TopoMesh topo;
+        read(mesh, whole.substr(0, length));
+        EXPECT_EQ(errors_.empty(), mesh.getNumTriangles() > 0) << length;
+        read(topo, whole.substr(0, length));
+        EXPECT_EQ(errors_.empty(), topo.numFaces() > 0) << length;
+        numAccepted += errors_.empty();
+    }
+    EXPECT_EQ(numAccepted, 3); // whole, without line feed, and with the last index cut to one digit
+}
+
+TEST_F(GeomMeshText, replacesCompactMeshWithoutNotice) {
+    int numNotices = 0;
+    const auto count = [](void* notices, qvRTB::EntityModification&) {
+        ++*static_cast<int*>(notices);
+    };
+    CompactMesh mesh = test::grid(3, 3);
+    mesh.allocNormalArray();
+    mesh.allocUVArray();
+    mesh.allocColourArray();
+    mesh.getModifiedSignal().addCallback(count, &numNotices);
+    read(mesh, kTriangle);
+    EXPECT_EQ(write(mesh), kTriangle);
+    EXPECT_FALSE(mesh.getNormals() || mesh.getUVs() || mesh.getColours());
+    EXPECT_EQ(numNotices, 0);
+    read(mesh, "0 0\n");
+    EXPECT_EQ(mesh.getNumVertices() + mesh.getNumTriangles(), 0);
+}
+
+TEST_F(GeomMeshText, addsToTopoMesh) {
+    TopoMesh mesh = meshOfText<TopoMesh>(kQuad);
+    read(mesh, "4 2\n0 0 0\n1 0 0\n0 1 0\n1 1 1\n3 0 1 2\n3 2 1 3\n");
+    EXPECT_EQ(write(mesh), "8 3\n0 0 0\n1 0 0\n1 1 0\n0 1 0.25\n0 0 0\n1 0 0\n0 1 0\n1 1 1\n"
+                           "4 3 0 1 2\n3 4 5 6\n3 6 5 7\n");
+    const int diagonal = mesh.findEdge(5, 6);
+    EXPECT_EQ(mesh.edgeTwin(diagonal), mesh.findEdge(6, 5));
+    EXPECT_EQ(mesh.edgeTwin(mesh.findEdge(4, 5)), -1);
+}
+
+TEST_F(GeomMeshText, ignoresLocale) {
+    const char* const found = [] {
+        for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "de_DE", "fr_FR"}) {
+            if (const char* const set = std::setlocale(LC_NUMERIC, name))
+                return set;
+        }
+        return static_cast<const char*>(nullptr);
+    }();
+    if (!found)
+        GTEST_SKIP() << "no locale with a decimal comma is installed";
+    CompactMesh mesh = meshOfText<CompactMesh>("1 0\n0.25 0x1.8p-1 1.5e300\n");
+    const std::string text = write(mesh);
+    std::setlocale(LC_NUMERIC, "C");
+    EXPECT_EQ(text, "1 0\n0.25 0.75 inf\n");
+}
+
+TEST_F(GeomMeshText, passesOverFilesThatCannotBeOpened) {
+    CompactMesh mesh = meshOfText<CompactMesh>(kTriangle);
+    TopoMesh topo = meshOfText<TopoMesh>(kQuad);
+    const std::string missing = path_ + "/missing/file";
+    meshRead(mesh, missing);
+    meshRead(topo, missing);
+    meshWrite(mesh, missing);
+    meshWrite(topo, missing);
+    EXPECT_EQ(errors_, "");
+    EXPECT_EQ(write(mesh), kTriangle);
+    EXPECT_EQ(write(topo), kQuad);
+}
+
+TEST_F(GeomMeshText, reportsFailingFiles) {
+    CompactMesh mesh = test::grid(100, 100);
+    meshWrite(mesh, "/dev/full");
+    EXPECT_EQ(errors_, "meshWrite: /dev/full could not be written\n");
+    errors_.clear();
+    TopoMesh topo;
+    meshRead(topo, testing::TempDir());
+    EXPECT_EQ(errors_, "meshRead: " + testing::TempDir() + " could not be read\n");
+}
+
+TEST_F(GeomMeshText, readsPipes) {
+    CompactMesh surface = test::wavySurface(50000);
+    const std::string text = write(surface);
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    std::thread writer([&] {
+        for (std::size_t sent = 0; sent < text.size();)
+            sent += ::write(ends[1], text.data() + sent, text.size() - sent);
+        close(ends[1]);
+    });
+    CompactMesh mesh;
+    meshRead(mesh, "/dev/fd/" + std::to_string(ends[0]));
+    writer.join();
+    close(ends[0]);
+    EXPECT_TRUE(write(mesh) == text);
+}
