@@ -16,9 +16,8 @@ BoundingBox::BoundingBox(const double* minMax) {
     }
 }
 
-BoundingBox& BoundingBox::operator=(const qvLinear::Range3d& range) {
+void BoundingBox::set(const qvLinear::Range3d& range) {
     *this = range.isEmpty() ? invalid() : BoundingBox(narrow(range.min), narrow(range.max));
-    return *this;
 }
 
 void BoundingBox::extend(float margin) {

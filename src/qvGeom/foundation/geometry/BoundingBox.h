@@ -4,6 +4,7 @@
 
 #include <cfloat>
 #include <cmath>
+#include <concepts>
 #include <type_traits>
 
 #include "qvGeom/Export.h"
@@ -34,7 +35,14 @@ struct QVGEOM_API BoundingBox {
     static BoundingBox invalid() { return {}; }
 
     /// Takes the range rounded to nearest; an empty range gives the invalid box.
-    BoundingBox& operator=(const qvLinear::Range3d& range);
+    void set(const qvLinear::Range3d& range);
+
+    /// The same; a template so that `box = {}` still means the invalid box.
+    template <std::same_as<qvLinear::Range3d> Range>
+    BoundingBox& operator=(const Range& range) {
+        set(range);
+        return *this;
+    }
 
     void setInvalid() {
         for (int axis = 0; axis < 3; ++axis) {

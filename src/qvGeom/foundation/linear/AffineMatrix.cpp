@@ -26,10 +26,14 @@ Vector mirrored(const Vector& v, const Vector& n) { return v - n * (2.0 * dot(v,
 /// Returns the unit vector half way between two unit vectors; for opposite
 /// ones, some unit vector at right angles to them.
 Vector bisector(const Vector& a, const Vector& b) {
-    const Vector difference = b - a;
     Vector half = a + b;
-    // For nearly opposite vectors the sum is small and carries the rounding of
-    // their lengths; what lies along the difference is that error.
+    if (dot(a, b) >= 0.0) {
+        half.normalize();
+        return half;
+    }
+    // The sum of nearly opposite vectors is small and carries the rounding of
+    // their lengths; what of it lies along the difference is that error.
+    const Vector difference = b - a;
     half -= project(half, difference);
     return half.normalize() ? half : difference.orthogonalVector();
 }

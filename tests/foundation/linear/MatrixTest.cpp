@@ -1,0 +1,155 @@
+#include <cmath>
+#include <gtest/gtest.h>
+#include <limits>
+#include <random>
+
+#include "qvGeom/foundation/linear/Angle.h"
+#include "qvGeom/foundation/linear/ProjMatrix.h"
+
+namespace qvLinear {
+namespace {
+
+class RandomMatrices {
+public:
+    double number() { return part_(random_); }
+
+    Vector vector() { return {number(), number(), number()}; }
+
+    AffineMatrix affine() {
+        AffineMatrix a;
+        a.setFrame({number(), number(), number()}, vector(), vector(), vector());
+        return a;
+    }
+
+    ProjMatrix projective() {
+        ProjMatrix a;
+        for (auto& row : a.m) {
+            for (double& entry : row)
+                entry = number();
+        }
+        return a;
+    }
+
+private:
+    std::mt19937 random_{11};
+    std::uniform_real_distribution<double> part_{-2.0, 2.0};
+};
+
+template <class Matrix>
+double largestDifference(const Matrix& a, const Matrix& b) {
+    double largest = 0.0;
+    for (int row = 0; row < 4; ++row) {
+        for (int column = 0; column < int(std::size(a.m[0])); ++column)
+            largest = std::max(largest, std::abs(a.m[row][column] - b.m[row][column]));
+    }
+    return largest;
+}
+
+TEST(AffineMatrix, mapsRowsWithTheTranslationLast) {
+    AffineMatrix a;
+    EXPECT_EQ((Point{1, 2, 3} * a), (Point{1, 2, 3}));
+    a.setFrame({10, 20, 30}, {0, 1, 0}, {0, 0, 1}, {2, 0, 0});
+    EXPECT_EQ((Point{1, 2, 3} * a), (Point{16, 21, 32}));
+    EXPECT_EQ((Vector{1, 2, 3} * a), (Vector{6, 1, 2}));
+    EXPECT_EQ(a.det3x3(), 2.0);
+    EXPECT_EQ(AffineMatrix(-3.0).det3x3(), -27.0);
+    EXPECT_EQ((HPoint{1, 2, 3, 1} * ProjMatrix(a)), (HPoint{16, 21, 32, 1}));
+    EXPECT_EQ((Point2{1, 2} * AffineMatrix2{{{0, 1}, {3, 0}, {10, 20}}}), (Point2{16, 21}));
+}
+
+TEST(Matrix, productAppliesTheFirstFactorFirst) {
+    RandomMatrices random;
+    const AffineMatrix a = random.affine(), b = random.affine();
+    const Point p{1, -2, 3};
+    EXPECT_TRUE(equivalent(p * (a * b), p * a * b, 1e-13));
+    EXPECT_LT(largestDifference(ProjMatrix(a) * ProjMatrix(b), ProjMatrix(a * b)), 1e-14);
+    const ProjMatrix c = random.projective(), d = random.projective();
+    EXPECT_TRUE(equivalent(toPoint(toHPoint(p) * (c * d)), toPoint(toHPoint(p) * c * d), 1e-11));
+}
+
+TEST(Matrix, inverseUndoes) {
+    RandomMatrices random;
+    ProjMatrix unit;
+    unit.identity();
+    for (int k = 0; k < 200; ++k) {
+        SCOPED_TRACE(k);
+        const double scale = std::pow(10.0, k % 40 - 20);
+        AffineMatrix a = random.affine() * AffineMatrix(scale), inverse;
+        ASSERT_TRUE(a.invert(inverse));
+        EXPECT_LT(largestDifference(a * inverse, AffineMatrix()), 1e-9);
+        ASSERT_TRUE(a.invert(a)); // in place
+        EXPECT_EQ(a, inverse);
+
+        ProjMatrix p = random.projective(), back;
+        for (double& entry : p.m[k % 4]) // one row scaled unlike the others
+            entry *= scale;
+        ASSERT_TRUE(p.invert(back));
+        EXPECT_LT(largestDifference(back * p, unit), 1e-9 * std::max(scale, 1.0 / scale));
+        EXPECT_LT(largestDifference(p * back, unit), 1e-9 * std::max(scale, 1.0 / scale));
+    }
+}
+
+// A rank defect rarely gives a determinant of exactly 0: the second case has one of 7e-18.
+TEST(Matrix, inverseRefusesSingularAndNonFinite) {
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const double inf = std::numeric_limits<double>::infinity();
+    const Vector rows[][3] = {{{1, 2, 3}, {4, 5, 6}, {7, 8, 9}},
+                              {{0.1, 0.2, 0.3}, {0.4, 0.5, 0.6}, {0.7, 0.8, 0.9}},
+                              {{1, 0, 0}, {0, 1, 0}, {0, 0, 0}},
+                              {{1, 0, 0}, {0, nan, 0}, {0, 0, 1}},
+                              {{inf, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
+    for (const auto& [x, y, z] : rows) {
+        AffineMatrix a, out(5.0);
+        a.setFrame({1, 2, 3}, x, y, z);
+        EXPECT_FALSE(a.invert(out));
+        EXPECT_EQ(out, AffineMatrix(5.0));
+        ProjMatrix untouched;
+        EXPECT_FALSE(ProjMatrix(a).invert(untouched));
+        EXPECT_EQ(untouched, ProjMatrix());
+    }
+    AffineMatrix far, out(5.0);
+    far.m[3][1] = inf;
+    EXPECT_FALSE(far.invert(out));
+    EXPECT_EQ(out, AffineMatrix(5.0));
+
+    AffineMatrix sheared; // a tiny determinant without cancellation is no defect
+    sheared.setFrame({0, 0, 0}, {1, 0, 0}, {1, 1e-16, 0}, {0, 0, 1});
+    EXPECT_TRUE(sheared.invert(out));
+}
+
+// Nearly opposite normals catch a division by 1 + cos, opposite ones a lost axis.
+TEST(AffineMatrix, rotateTakesOneNormalToTheOther) {
+    RandomMatrices random;
+    for (int k = 0; k < 400; ++k) {
+        SCOPED_TRACE(k);
+        const Normal from(random.vector());
+        const double off = std::pow(10.0, -(k % 20));
+        const Normal to =
+            k % 2 ? Normal(off * random.vector() - from) : Normal(off * random.vector() + from);
+        AffineMatrix a(1.0);
+        a.rotate(from, to);
+        EXPECT_TRUE(equivalent(from * a, to, 1e-14));
+        EXPECT_NEAR(a.det3x3(), 1.0, 1e-14);
+        const Vector axis = cross(from, to); // the shortest turn leaves its axis alone
+        EXPECT_TRUE(equivalent(axis * a, axis, 1e-14));
+    }
+    AffineMatrix a;
+    a.rotate(-Normal::z, Normal::z);
+    EXPECT_TRUE(equivalent(-Normal::z * a, Normal::z, 0.0));
+    EXPECT_EQ(a.det3x3(), 1.0);
+}
+
+TEST(AffineMatrix, rotateAppendsAndIgnoresZeroNormals) {
+    AffineMatrix a(2.0);
+    a.m[3][0] = 5.0;
+    const AffineMatrix before = a;
+    a.rotate(Normal::x, Normal::x);
+    a.rotate(Normal(), Normal::y);
+    a.rotate(Normal::y, Normal());
+    EXPECT_EQ(a, before);
+    a.rotate(Normal::x, Normal::y);
+    EXPECT_TRUE(equivalent(Point{1, 0, 0} * a, {0, 7, 0}, 1e-14));
+}
+
+} // namespace
+} // namespace qvLinear
