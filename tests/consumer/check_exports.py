@@ -11,14 +11,14 @@ import sys
 
 NAMESPACES = ["qv", "qvUtil", "qvOS", "qvString", "qvRTB", "qvLinear", "qvGeom"]
 # Mangled, because there the namespace comes first whatever the return type: _ZN6qvGeom8meshAreaE...
-# and the same after the marks of vtables (TV), typeinfo (TI, TS), guards (GV) and thunks (Th, Tv, Tc);
-# the address sanitizer gives each variable a companion of the same name.
+# and the same after the marks of vtables (TV), typeinfo (TI, TS), guards (GV) and thunks (Th, Tv, Tc).
 OWN = re.compile(
-    r"(__odr_asan\.)?_Z(T[VITS]|GV|T[hv][n\d_]+_|Tc([hv][n\d_]+_)+)?N[KVRO]*("
+    r"_Z(T[VITS]|GV|T[hv][n\d_]+_|Tc([hv][n\d_]+_)+)?N[KVRO]*("
     + "|".join(f"{len(name)}{name}" for name in NAMESPACES)
     + ")"
 )
 WEAK = "wWvVu"
+COMPANION = "__odr_asan."  # one for each variable, made by the address sanitizer
 
 
 def strong_symbols(nm, library):
@@ -26,7 +26,7 @@ def strong_symbols(nm, library):
         [nm, "-D", "--defined-only", library], check=True, capture_output=True, text=True
     ).stdout
     fields = [line.split() for line in listing.splitlines()]
-    return [name for _, kind, name in fields if kind not in WEAK]
+    return [name for _, kind, name in fields if kind not in WEAK and not name.startswith(COMPANION)]
 
 
 def main():
