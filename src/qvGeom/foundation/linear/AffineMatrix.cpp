@@ -1,5 +1,7 @@
 #include "qvGeom/foundation/linear/AffineMatrix.h"
 
+#include <cfloat>
+
 #include "qvGeom/foundation/linear/Convert.h"
 #include "qvGeom/foundation/linear/detail/Determinant.h"
 
@@ -35,7 +37,8 @@ Vector bisector(const Vector& a, const Vector& b) {
     // their lengths; what of it lies along the difference is that error.
     const Vector difference = b - a;
     half -= project(half, difference);
-    return half.normalize() ? half : difference.orthogonalVector();
+    const bool isRounding = half.length() <= DBL_EPSILON;
+    return !isRounding && half.normalize() ? half : difference.orthogonalVector();
 }
 
 } // namespace

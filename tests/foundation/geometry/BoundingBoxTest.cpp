@@ -1,0 +1,167 @@
+#include "qvGeom/foundation/geometry/BoundingBox.h"
+
+#include <cfloat>
+#include <gtest/gtest.h>
+#include <limits>
+#include <random>
+#include <utility>
+
+#include "qvGeom/foundation/geometry/Segment.h"
+#include "qvGeom/foundation/linear/Angle.h"
+
+namespace qvGeom {
+namespace {
+
+using qvLinear::AffineMatrix;
+using qvLinear::Point;
+using qvLinear::PointFlt;
+using qvLinear::Range3d;
+using qvLinear::Vector;
+
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+
+TEST(BoundingBox, startsInvalidAndGrowsToWhatItHolds) {
+    BoundingBox box;
+    EXPECT_FALSE(box.isValid());
+    EXPECT_EQ(box.min[2], FLT_MAX);
+    EXPECT_EQ(box.max[0], -FLT_MAX);
+    EXPECT_EQ(box.diagonalLength(), 0.0);
+    box.extend({1, 2, 3});
+    EXPECT_EQ(box, BoundingBox({1, 2, 3}, {1, 2, 3}));
+    box.extend(BoundingBox({-1, 2, 2}, {0, 5, 2}));
+    box.extend(BoundingBox::invalid());
+    EXPECT_EQ(box, BoundingBox({-1, 2, 2}, {1, 5, 3}));
+    box.extend(0); // a margin, not a null pointer to six doubles
+    EXPECT_EQ(box, BoundingBox({-1, 2, 2}, {1, 5, 3}));
+    box.extend(0.5f);
+    EXPECT_EQ(box, BoundingBox({-1.5f, 1.5f, 1.5f}, {1.5f, 5.5f, 3.5f}));
+    EXPECT_EQ(box.center(), (Point{0, 3.5, 2.5}));
+    EXPECT_EQ(BoundingBox({0, 0, 0}, {2, 3, 6}).diagonalLength(), 7.0);
+    box = {};
+    EXPECT_EQ(box, BoundingBox::invalid());
+}
+
+// Whichever comes first: the answer must not depend on how points are split over threads.
+TEST(BoundingBox, ignoresNaNCoordinates) {
+    const PointFlt points[] = {{kNaN, 1, 2}, {3, kNaN, 5}, {4, 2, kNaN}, {kNaN, kNaN, kNaN}};
+    for (int first = 0; first < 4; ++first) {
+        BoundingBox box, joined;
+        for (int k = 0; k < 4; ++k) {
+            const PointFlt& p = points[(first + k) % 4];
+            box.extend(p);
+            BoundingBox single;
+            single.extend(p);
+            joined.extend(single);
+        }
+        EXPECT_EQ(box, BoundingBox({3, 1, 2}, {4, 2, 5}));
+        EXPECT_EQ(joined, box);
+    }
+    EXPECT_FALSE(BoundingBox({kNaN, 0, 0}, {1, 1, 1}).isValid());
+}
+
+TEST(BoundingBox, narrowsDoubles) {
+    const double six[] = {0.1, -2, -3, 1, 2, 1.0 / 3};
+    const BoundingBox box(six);
+    EXPECT_EQ(box, BoundingBox({0.1f, -2, -3}, {1, 2, 1.0f / 3}));
+    BoundingBox assigned;
+    Range3d range{{0.1, -2, -3}, {1, 2, 1.0 / 3}};
+    assigned = range;
+    EXPECT_EQ(assigned, box);
+    range.setEmpty();
+    assigned = range;
+    EXPECT_EQ(assigned, BoundingBox::invalid());
+
+    const Segment segment(six, six + 3);
+    EXPECT_EQ(segment, Segment(box.minPt(), box.maxPt()));
+    EXPECT_EQ(segment, Segment(Point{0.1, -2, -3}, Point{1, 2, 1.0 / 3}));
+}
+
+TEST(BoundingBox, extendToCubeGrowsShorterSidesAboutTheCentre) {
+    BoundingBox box({0, 0, -1}, {4, 2, -1});
+    box.extendToCube();
+    EXPECT_EQ(box, BoundingBox({0, -1, -3}, {4, 3, 1}));
+    BoundingBox wide({-FLT_MAX, 0, 0}, {FLT_MAX, 1, 1});
+    wide.extendToCube();
+    EXPECT_EQ(wide.max[1], FLT_MAX);
+    BoundingBox invalid;
+    invalid.extendToCube();
+    invalid.extend(FLT_MAX);
+    EXPECT_EQ(invalid, BoundingBox::invalid());
+}
+
+TEST(BoundingBox, transformGivesTheBoxOfTheEightCorners) {
+    std::mt19937 random(3);
+    std::uniform_real_distribution<float> part(-9.0f, 9.0f);
+    const auto number = [&] { return part(random); };
+    for (int k = 0; k < 50; ++k) {
+        AffineMatrix m;
+        for (auto& row : m.m) {
+            for (double& entry : row)
+                entry = k % 5 == 0 && number() > 0 ? 0.0 : number() / 3.0;
+        }
+        BoundingBox box;
+        box.extend({number(), number(), number()});
+        box.extend({number(), number(), number()});
+        BoundingBox expected;
+        for (int c = 0; c < 8; ++c) {
+            const Point corner{c & 1 ? box.max[0] : box.min[0], c & 2 ? box.max[1] : box.min[1],
+                               c & 4 ? box.max[2] : box.min[2]};
+            expected.extend(narrow(corner * m));
+        }
+        box.transform(m);
+        EXPECT_EQ(box, expected);
+    }
+}
+
+TEST(BoundingBox, transformKeepsInvalidAndInfiniteBoxesSound) {
+    AffineMatrix turn;
+    turn.rotate(qvLinear::Normal::x, qvLinear::Normal(1, 2, 3));
+    BoundingBox invalid;
+    invalid.transform(turn);
+    EXPECT_EQ(invalid, BoundingBox::invalid());
+    BoundingBox halfFilled;
+    halfFilled.extend({kNaN, 1, 2});
+    halfFilled.transform(narrow(turn));
+    EXPECT_EQ(halfFilled, BoundingBox::invalid());
+    const float inf = std::numeric_limits<float>::infinity();
+    BoundingBox endless({-inf, 0, 0}, {inf, 1, inf});
+    endless.transform(AffineMatrix(2.0)); // 0 times infinity must not spoil the y side
+    EXPECT_EQ(endless, BoundingBox({-inf, 0, 0}, {inf, 2, inf}));
+}
+
+TEST(BoundingBox, intersectsCountsTouching) {
+    const BoundingBox unit({0, 0, 0}, {1, 1, 1});
+    for (int axis = 0; axis < 3; ++axis) {
+        for (const auto& [shift, wanted] : {std::pair{1.0f, true},
+                                            {1.0001f, false},
+                                            {-1.0f, true},
+                                            {-1.0001f, false},
+                                            {0.5f, true}}) {
+            BoundingBox other = unit;
+            other.min[axis] += shift;
+            other.max[axis] += shift;
+            EXPECT_EQ(unit.intersects(other), wanted) << axis << ' ' << shift;
+            EXPECT_EQ(other.intersects(unit), wanted);
+            EXPECT_EQ(unit.intersects2D(other), wanted || axis == 2);
+        }
+    }
+    EXPECT_FALSE(unit.intersects(BoundingBox::invalid()));
+    EXPECT_FALSE(BoundingBox::invalid().intersects(unit));
+}
+
+TEST(BoundingBox, distanceIsToTheClosestPointAndZeroInside) {
+    const BoundingBox box({0, 0, 0}, {1, 2, 3});
+    for (const auto& [p, wanted] : {std::pair{PointFlt{0.5f, 1, 1}, 0.0},
+                                    {PointFlt{1, 2, 3}, 0.0},
+                                    {PointFlt{-3, 1, 1}, 3.0},
+                                    {PointFlt{4, -4, 1}, 5.0},
+                                    {PointFlt{3, 5, 9}, 7.0},
+                                    {PointFlt{0, 0, 3.5f}, 0.5}}) {
+        EXPECT_EQ(box.distance(p), wanted) << p.x << ' ' << p.y << ' ' << p.z;
+        EXPECT_EQ(box.distance2(p), wanted * wanted);
+    }
+    EXPECT_TRUE(std::isfinite(BoundingBox::invalid().distance2({0, 0, 0})));
+}
+
+} // namespace
+} // namespace qvGeom

@@ -1,0 +1,160 @@
+#include "qvGeom/foundation/geometry/Frustum.h"
+
+#include <cmath>
+#include <gtest/gtest.h>
+#include <limits>
+#include <random>
+
+#include "qvGeom/foundation/linear/Plane.h"
+#include "qvGeom/foundation/linear/Tolerances.h"
+
+namespace qvGeom {
+namespace {
+
+using qvLinear::AffineMatrix;
+using qvLinear::HPoint;
+using qvLinear::Line;
+using qvLinear::Normal;
+using qvLinear::Point;
+using qvLinear::ProjMatrix;
+using qvLinear::Vector;
+
+/// Looks down -z through a window on the near plane; `zz` and `wz` place the far plane.
+ProjMatrix perspective(double left, double right, double bottom, double top, double near, double zz,
+                       double wz) {
+    ProjMatrix m;
+    m.m[0][0] = 2 * near / (right - left);
+    m.m[1][1] = 2 * near / (top - bottom);
+    m.m[2][0] = (right + left) / (right - left);
+    m.m[2][1] = (top + bottom) / (top - bottom);
+    m.m[2][2] = zz;
+    m.m[2][3] = -1.0;
+    m.m[3][2] = wz;
+    return m;
+}
+
+ProjMatrix finitePerspective(double near, double far) {
+    return perspective(-1, 2, -1, 1, near, (near + far) / (near - far),
+                       2 * near * far / (near - far));
+}
+
+ProjMatrix orthographic() {
+    ProjMatrix m;
+    m.identity();
+    m.m[0][0] = 0.5;
+    m.m[2][2] = -0.25;
+    m.m[3][2] = -1.5; // from 2 to 10 in front of the eye
+    return m;
+}
+
+AffineMatrix worldToEye() {
+    AffineMatrix m;
+    m.rotate(Normal::x, Normal(1, -2, 0.5));
+    m.m[3][0] = 3;
+    m.m[3][2] = -7;
+    return m;
+}
+
+bool isInside(const Frustum& frustum, const Point& p) {
+    for (const Frustum::Face& face : frustum.face) {
+        if (isAbove(qvLinear::Plane(face.point, face.outward), p, qvLinear::epsilonTol))
+            return false;
+    }
+    return true;
+}
+
+TEST(Frustum, cornersAreNumberedRightTopFar) {
+    const Frustum frustum(finitePerspective(1, 10));
+    for (int k = 0; k < 8; ++k) {
+        const double scale = k & 4 ? 10 : 1;
+        const Point expected{scale * (k & 1 ? 2 : -1), scale * (k & 2 ? 1 : -1), -scale};
+        EXPECT_TRUE(equivalent(frustum.corner[k], expected, 1e-13)) << k;
+    }
+    const Frustum box(orthographic());
+    EXPECT_TRUE(equivalent(box.corner[1], Point{2, -1, -2}, 1e-13));
+    EXPECT_TRUE(equivalent(box.corner[6], Point{-2, 1, -10}, 1e-13));
+    EXPECT_TRUE(equivalent(box.getVector(), -Normal::z, 1e-15));
+    const Line ray = box.getRay();
+    EXPECT_TRUE(equivalent(ray.origin, Point{0, 0, -2}, 1e-15));
+    EXPECT_EQ(ray.direction, box.getVector());
+}
+
+TEST(Frustum, facesBoundTheCornersFromOutside) {
+    for (const ProjMatrix& lens : {finitePerspective(0.5, 200), orthographic()}) {
+        const Frustum frustum(ProjMatrix(worldToEye()) * lens);
+        for (int f = 0; f < 6; ++f) {
+            SCOPED_TRACE(f);
+            const Frustum::Face& face = frustum.face[f];
+            EXPECT_NEAR(Vector(face.outward).length(), 1.0, 1e-15);
+            int onFace = 0;
+            for (int k = 0; k < 8; ++k) {
+                const double height = dot(frustum.corner[k] - face.point, face.outward);
+                EXPECT_LT(height, 1e-9);
+                if (height > -1e-9) {
+                    ++onFace;
+                    EXPECT_EQ(k >> (f / 2) & 1, f % 2) << "corner " << k;
+                }
+            }
+            EXPECT_EQ(onFace, 4);
+        }
+    }
+}
+
+// The clip test is the definition; for a far plane at infinity, and with the tolerance that
+// moves it past infinity, nothing in front of the eye may be cut off.
+TEST(Frustum, holdsWhatTheProjectionShows) {
+    const double e = qvLinear::epsilonTolFlt;
+    const ProjMatrix lenses[] = {finitePerspective(1, 10), orthographic(),
+                                 perspective(-1, 1, -1, 1, 1, e - 1, e - 2),
+                                 perspective(-1, 2, -3, 1, 0.1, -1, -0.2)};
+    std::mt19937 random(5);
+    std::uniform_real_distribution<double> part(-20.0, 20.0);
+    for (const ProjMatrix& lens : lenses) {
+        const ProjMatrix worldToClip = ProjMatrix(worldToEye()) * lens;
+        const Frustum frustum(worldToClip);
+        int shown = 0;
+        for (int k = 0; k < 20000; ++k) {
+            const Point p{part(random), part(random), part(random)};
+            const HPoint h = toHPoint(p) * worldToClip;
+            const bool wanted =
+                std::abs(h.x) <= h.w && std::abs(h.y) <= h.w && std::abs(h.z) <= h.w;
+            EXPECT_EQ(isInside(frustum, p), wanted) << p.x << ' ' << p.y << ' ' << p.z;
+            shown += wanted;
+        }
+        EXPECT_GT(shown, 5);
+    }
+}
+
+TEST(Frustum, infiniteFarCornersLieFarAlongTheirEdges) {
+    const double e = qvLinear::epsilonTolFlt;
+    for (const double past : {e, 0.0}) {
+        const Frustum frustum(perspective(-1, 1, -1, 1, 1, past - 1, past - 2));
+        for (int k = 0; k < 4; ++k) {
+            const Point& near = frustum.corner[k];
+            const Point& far = frustum.corner[k + 4];
+            EXPECT_TRUE(equivalent(near, Point{k & 1 ? 1.0 : -1.0, k & 2 ? 1.0 : -1.0, -1}, 1e-12));
+            EXPECT_LT(far.z, -1e29);
+            EXPECT_NEAR(far.x / far.z, near.x / near.z, 1e-9);
+            EXPECT_NEAR(far.y / far.z, near.y / near.z, 1e-9);
+        }
+        EXPECT_TRUE(equivalent(frustum.getVector(), -Normal::z, 1e-9));
+    }
+}
+
+TEST(Frustum, singularMatrixHasNoCorners) {
+    ProjMatrix flat = finitePerspective(1, 10);
+    flat.m[0][0] = 0.0;
+    flat.m[2][0] = 0.0;
+    ProjMatrix broken = finitePerspective(1, 10);
+    broken.m[1][1] = std::numeric_limits<double>::infinity();
+    for (const ProjMatrix& m : {ProjMatrix(), flat, broken}) {
+        const Frustum frustum(m);
+        for (const Point& corner : frustum.corner)
+            EXPECT_TRUE(std::isnan(corner.x) && std::isnan(corner.y) && std::isnan(corner.z));
+        EXPECT_EQ(frustum.getVector(), (Vector{0, 0, 0}));
+        EXPECT_TRUE(isInside(frustum, {0, 0, -5}));
+    }
+}
+
+} // namespace
+} // namespace qvGeom
