@@ -26,8 +26,11 @@ struct PlaneProjection {
 PlaneProjection projectOntoPlane(const Vector& ab, const Vector& ac, const Vector& ap) {
     const Vector normal = cross(ab, ac);
     const double normal2 = normal.length2();
-    const double wb = dot(cross(ap, ac), normal) / normal2;
+    // In a thin triangle the first weight found is inaccurate. Taking the second from what the
+    // first leaves makes up for it along the triangle's length, so that the position is right all
+    // the same.
     const double wc = dot(cross(ab, ap), normal) / normal2;
+    const double wb = dot(ap - wc * ac, ab) / ab.length2();
     const double length2 = std::max(ab.length2(), ac.length2());
     return {{1 - wb - wc, wb, wc}, normal2 / (length2 * length2)};
 }
@@ -80,8 +83,7 @@ MeshCoordBase MeshCoordBase::projectBase(const Point& a, const Point& b, const P
     const Vector ap = p - a;
     const auto [onPlane, thinness2] = projectOntoPlane(ab, ac, ap);
 
-    // Weights from the plane lose accuracy as the triangle gets thin. There, edges that they rule
-    // out are tried as well and the distance decides.
+    // In a thin triangle the signs of the weights do not tell for sure which edges lie towards p.
     const bool thin = !(thinness2 > qvLinear::parallelTol * qvLinear::parallelTol);
     const bool inside = isInside(onPlane);
     if (inside && !thin)

@@ -215,6 +215,7 @@ int TopoMesh::findEdge(int a, int b) const {
 
 int TopoMesh::vertexValence(int v) const {
     std::vector<int> neighbours;
+    neighbours.reserve(32); // two per face: most vertices need no more
     for (int e = vertexEdge(v); e >= 0; e = edgeNextOutgoing(e)) {
         neighbours.push_back(edgeEndVertex(e));
         neighbours.push_back(edgeVertex(edgePrev(e)));

@@ -133,9 +133,10 @@ public:
     /// \name Editing
     /// @{
     /// Turns the edge A-B between the triangles (A, B, C) and (B, A, D) into C-D. Every half-edge
-    /// and face keeps its id, `e` its face, and swapping the same edge again restores all of them.
-    /// False, and nothing changed, when `e` has no twin, when a face beside it is not a triangle,
-    /// or when C and D are the same or already joined. Costs the smaller valence of C and D.
+    /// and face keeps its id, and `e` its face. Swapping the same edge again restores all of them,
+    /// unless another edge joins A and B. False, and nothing changed, when `e` has no twin, when a
+    /// face beside it is not a triangle, or when C and D are the same or already joined. Costs the
+    /// smaller valence of C and D.
     bool swapEdge(TopoMeshEdge e);
     bool swapEdge(int e);
 
