@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "qvGeom/foundation/geometry/Segment.h"
-#include "qvGeom/foundation/linear/Angle.h"
 
 namespace qvGeom {
 namespace {
@@ -16,7 +15,6 @@ using qvLinear::AffineMatrix;
 using qvLinear::Point;
 using qvLinear::PointFlt;
 using qvLinear::Range3d;
-using qvLinear::Vector;
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 
@@ -30,7 +28,6 @@ TEST(BoundingBox, startsInvalidAndGrowsToWhatItHolds) {
     EXPECT_EQ(box, BoundingBox({1, 2, 3}, {1, 2, 3}));
     box.extend(BoundingBox({-1, 2, 2}, {0, 5, 2}));
     box.extend(BoundingBox::invalid());
-    EXPECT_EQ(box, BoundingBox({-1, 2, 2}, {1, 5, 3}));
     box.extend(0); // a margin, not a null pointer to six doubles
     EXPECT_EQ(box, BoundingBox({-1, 2, 2}, {1, 5, 3}));
     box.extend(0.5f);
@@ -73,7 +70,6 @@ TEST(BoundingBox, narrowsDoubles) {
 
     const Segment segment(six, six + 3);
     EXPECT_EQ(segment, Segment(box.minPt(), box.maxPt()));
-    EXPECT_EQ(segment, Segment(Point{0.1, -2, -3}, Point{1, 2, 1.0 / 3}));
 }
 
 TEST(BoundingBox, extendToCubeGrowsShorterSidesAboutTheCentre) {

@@ -79,27 +79,6 @@ TEST(Frustum, cornersAreNumberedRightTopFar) {
     EXPECT_EQ(ray.direction, box.getVector());
 }
 
-TEST(Frustum, facesBoundTheCornersFromOutside) {
-    for (const ProjMatrix& lens : {finitePerspective(0.5, 200), orthographic()}) {
-        const Frustum frustum(ProjMatrix(worldToEye()) * lens);
-        for (int f = 0; f < 6; ++f) {
-            SCOPED_TRACE(f);
-            const Frustum::Face& face = frustum.face[f];
-            EXPECT_NEAR(Vector(face.outward).length(), 1.0, 1e-15);
-            int onFace = 0;
-            for (int k = 0; k < 8; ++k) {
-                const double height = dot(frustum.corner[k] - face.point, face.outward);
-                EXPECT_LT(height, 1e-9);
-                if (height > -1e-9) {
-                    ++onFace;
-                    EXPECT_EQ(k >> (f / 2) & 1, f % 2) << "corner " << k;
-                }
-            }
-            EXPECT_EQ(onFace, 4);
-        }
-    }
-}
-
 // The clip test is the definition; for a far plane at infinity, and with the tolerance that
 // moves it past infinity, nothing in front of the eye may be cut off.
 TEST(Frustum, holdsWhatTheProjectionShows) {
@@ -112,6 +91,8 @@ TEST(Frustum, holdsWhatTheProjectionShows) {
     for (const ProjMatrix& lens : lenses) {
         const ProjMatrix worldToClip = ProjMatrix(worldToEye()) * lens;
         const Frustum frustum(worldToClip);
+        for (int f = 0; f < 5; ++f) // a far plane at infinity has no normal
+            EXPECT_NEAR(Vector(frustum.face[f].outward).length(), 1.0, 1e-15);
         int shown = 0;
         for (int k = 0; k < 20000; ++k) {
             const Point p{part(random), part(random), part(random)};

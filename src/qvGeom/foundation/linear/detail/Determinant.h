@@ -28,8 +28,8 @@ inline Determinant determinant(const Vector& a, const Vector& b, const Vector& c
 }
 
 /// True when every entry of a matrix is finite.
-template <class Row, int rows>
-bool allFinite(const Row (&m)[rows]) {
+template <class Row, int NumRows>
+bool allFinite(const Row (&m)[NumRows]) {
     for (const Row& row : m) {
         for (const double entry : row) {
             if (!std::isfinite(entry))
