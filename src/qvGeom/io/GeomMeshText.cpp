@@ -9,14 +9,13 @@
 #include "qvGeom/foundation/base/Strings.h"
 #include "qvGeom/foundation/geometry/CompactMesh.h"
 #include "qvGeom/foundation/geometry/TopoMesh.h"
-#include "qvGeom/io/detail/TextFile.h"
 #include "qvGeom/io/detail/TextScanner.h"
+#include "qvGeom/io/detail/TextWriter.h"
 
 namespace qvGeom {
 namespace {
 
 using detail::File;
-using detail::FileText;
 using detail::TextScanner;
 using detail::TextWriter;
 
@@ -37,13 +36,13 @@ void closeOrReport(TextWriter& writer, const qvOS::Filename& file) {
                                              file.asMultibyte().c_str());
 }
 
-/// Takes the text of a file apart. Every step returns false after it has reported
-/// what is wrong.
+/// Takes the text of a file apart. Every step returns false after it has reported what
+/// is wrong; nothing can be read after that.
 class MeshTextReader {
 public:
-    MeshTextReader(const qvOS::Filename& file, const FileText& text)
-        : path_(file.asMultibyte().c_str()),
-          scanner_(text.bytes.get(), text.length) {}
+    MeshTextReader(File opened, const qvOS::Filename& file)
+        : scanner_(std::move(opened)),
+          path_(file.asMultibyte().c_str()) {}
 
     bool readCounts(int& numVertices, int& numFaces) {
         if (!scanner_.next(numVertices) || !scanner_.next(numFaces))
@@ -73,8 +72,6 @@ public:
             return fail("expected the number of a face's corners");
         if (numCorners < 3)
             return fail("a face of fewer than three corners");
-        if (!hasRoomFor(numCorners))
-            return fail("more corners than the file can hold");
         return true;
     }
 
@@ -107,6 +104,8 @@ public:
             int numCorners;
             if (!readCornerCount(numCorners))
                 return false;
+            if (!hasRoomFor(numCorners))
+                return fail("more corners than the file can hold");
             polygons.push_back(numCorners);
             polygons.resize(polygons.size() + numCorners);
             if (!readCorners(polygons.data() + polygons.size() - numCorners, numCorners))
@@ -120,32 +119,21 @@ public:
 private:
     /// Whether what is left could be that many numbers: each is a character at least,
     /// and white space before it.
-    bool hasRoomFor(std::int64_t count) const {
-        return 2 * count <= static_cast<std::int64_t>(scanner_.bytesLeft());
-    }
+    bool hasRoomFor(std::int64_t count) const { return 2 * count <= scanner_.bytesLeft(); }
 
-    bool fail(const char* fault) const {
-        qvOS::AppOutput::getInstance().error("meshRead: %s:%zu: %s\n", path_, scanner_.line(),
-                                             fault);
+    bool fail(const char* fault) {
+        auto& output = qvOS::AppOutput::getInstance();
+        if (scanner_.readFailed())
+            output.error("meshRead: %s could not be read\n", path_);
+        else
+            output.error("meshRead: %s:%zu: %s\n", path_, scanner_.line(), fault);
         return false;
     }
 
-    const char* path_;
     TextScanner scanner_;
+    const char* path_;
     int numVertices_ = 0;
 };
-
-/// The text of `file`. Null bytes when it cannot be opened, or be read, which is reported.
-FileText readText(const qvOS::Filename& file) {
-    File opened = openFile(file, "r");
-    if (!opened)
-        return {};
-    FileText text = detail::readAll(std::move(opened));
-    if (!text.bytes)
-        qvOS::AppOutput::getInstance().error("meshRead: %s could not be read\n",
-                                             file.asMultibyte().c_str());
-    return text;
-}
 
 } // namespace
 
@@ -198,11 +186,11 @@ void meshWrite(TopoMesh& mesh, const qvOS::Filename& file) {
 }
 
 void meshRead(CompactMesh& mesh, const qvOS::Filename& file) {
-    const FileText text = readText(file);
-    if (!text.bytes)
+    File opened = openFile(file, "r");
+    if (!opened)
         return;
 
-    MeshTextReader reader(file, text);
+    MeshTextReader reader(std::move(opened), file);
     int numVertices;
     int numTriangles;
     if (!reader.readCounts(numVertices, numTriangles))
@@ -216,11 +204,11 @@ void meshRead(CompactMesh& mesh, const qvOS::Filename& file) {
 }
 
 void meshRead(TopoMesh& mesh, const qvOS::Filename& file) {
-    const FileText text = readText(file);
-    if (!text.bytes)
+    File opened = openFile(file, "r");
+    if (!opened)
         return;
 
-    MeshTextReader reader(file, text);
+    MeshTextReader reader(std::move(opened), file);
     int numVertices;
     int numFaces;
     if (!reader.readCounts(numVertices, numFaces))

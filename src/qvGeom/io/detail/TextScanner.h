@@ -1,27 +1,26 @@
 /// \file
-/// Reads white-space separated numbers out of a text held in memory.
+/// Reads white-space separated numbers out of a text file.
 #pragma once
 
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <memory>
+
+#include "qvGeom/io/detail/File.h"
 
 namespace qvGeom::detail {
 
-/// Walks over a text from number to number. A number ends at white space or at
-/// the end of the text; anything else behind it makes it no number. Accepts what
-/// scanf accepts in the "C" locale, whatever locale is set, and rounds once.
+/// Walks over a text from number to number. A number ends at white space or at the end
+/// of the text; anything else behind it makes it no number. Accepts what scanf accepts
+/// in the "C" locale, whatever locale is set, and rounds once.
+///
+/// Of a regular file, a window is in memory; of a pipe, which does not tell its size,
+/// all.
 class TextScanner {
 public:
-    /// Readable zero bytes that must follow the text: the first ends a number
-    /// without a test for the end, the others let eight bytes be loaded at once.
-    static constexpr int kPadding = 8;
-
-    TextScanner(const char* text, std::size_t length)
-        : begin_(text),
-          cursor_(text),
-          end_(text + length) {}
+    explicit TextScanner(File file);
 
     /// Moves over the next number; false, with the scanner standing at what is
     /// there instead and `value` as it was, when it is none or does not fit.
@@ -29,7 +28,7 @@ public:
         skipSpace();
         std::uint64_t number = 0;
         const int numDigits = readEight(cursor_, number);
-        if (numDigits == 0 || numDigits == 8 || !isEndOfNumber(cursor_ + numDigits))
+        if (numDigits == 0 || numDigits == 8 || !isSpace(cursor_[numDigits]))
             return nextUnusual(value);
         value = static_cast<int>(number);
         cursor_ += numDigits;
@@ -41,16 +40,17 @@ public:
     [[nodiscard]] bool next(double& value) { return nextReal(value); }
 
     /// Moves over white space; true when nothing else is left.
-    bool atEnd() {
-        skipSpace();
-        return cursor_ == end_;
-    }
+    bool atEnd();
 
-    /// Bytes behind the last number read.
-    std::size_t bytesLeft() const { return static_cast<std::size_t>(end_ - cursor_); }
+    /// Bytes of the file behind the last number read.
+    std::int64_t bytesLeft() const { return size_ - windowStart_ - (cursor_ - window_.get()); }
 
-    /// Line the scanner stands in, from 1. Counts from the start of the text.
-    std::size_t line() const;
+    /// Whether the file could not be read to its end, which then seems to be earlier.
+    bool readFailed() const { return readFailed_; }
+
+    /// Line the scanner stands in, from 1. Reads the file again; nothing can be read
+    /// from the scanner afterwards.
+    std::size_t line();
 
 private:
     /// A decimal number without its sign: mantissa * 10^exponent.
@@ -67,8 +67,6 @@ private:
         return c == ' ' || static_cast<unsigned char>(c) - unsigned{'\t'} <= '\r' - '\t';
     }
 
-    bool isEndOfNumber(const char* p) const { return isSpace(*p) || p == end_; }
-
     void skipSpace() {
         while (isSpace(*cursor_))
             ++cursor_;
@@ -81,7 +79,7 @@ private:
         const char* p = cursor_ + (negative || *cursor_ == '+');
         Decimal decimal;
         Real magnitude;
-        if (!readDecimal(p, decimal) || !isEndOfNumber(p) || !round(decimal, magnitude))
+        if (!readDecimal(p, decimal) || !isSpace(*p) || !round(decimal, magnitude))
             return nextUnusual(value);
         value = negative ? -magnitude : magnitude;
         cursor_ = p;
@@ -104,9 +102,19 @@ private:
     template <class Real>
     bool nextUnusual(Real& value);
 
-    const char* begin_;
+    /// Moves what is behind the cursor to the front of the window, which grows when
+    /// that fills half of it, and reads on; false at the end of the file.
+    bool refill();
+
+    File file_;
+    std::int64_t size_;
+    std::int64_t windowStart_ = 0; // position of the window in the file
+    std::size_t capacity_;
+    std::unique_ptr<char[]> window_;
     const char* cursor_;
-    const char* end_;
+    char* end_; // of the text in the window; zero bytes follow
+    bool isAtEndOfFile_ = false;
+    bool readFailed_ = false;
 };
 
 /// 10^exponent, rounded once, for exponents from kMinPower to kMaxPower.
