@@ -87,6 +87,9 @@ TEST(MeshCoord, fallsBackToTheClosestPointWithoutAPlane) {
     EXPECT_EQ(coord.evaluate(segment, &kFirstThree), (Point{3, 3, 3}));
     coord.setFromPoint(0, segment, &kFirstThree, {2.5, 2, 1.5});
     EXPECT_NEAR(distance(coord.evaluate(segment, &kFirstThree), {2, 2, 2}), 0, 1e-15);
+    const MeshVertex thin[] = {{0, 0, 0}, {1e10f, 0, 0}, {5e9f, 1e-3f, 0}};
+    coord.setFromPoint(0, thin, &kFirstThree, {5e9, 3e9, 1});
+    EXPECT_EQ(coord.w[2], 1);
 }
 
 // Catches overflow, underflow and 0 / 0 in the products.

@@ -16,36 +16,32 @@ using qvLinear::Vector;
 
 namespace {
 
-struct PlaneProjection {
-    MeshCoordBase coord; // not numbers when the triangle has no plane
-    double thinness2;    // square of height over length; not a number for a collapsed triangle
-};
+/// Whether the corners, seen from the first one, span a plane that can be computed with.
+bool hasPlane(const Vector& ab, const Vector& ac) {
+    const double length2 = std::max(ab.length2(), ac.length2());
+    return cross(ab, ac).length2() > qvLinear::epsilon2Tol * (length2 * length2);
+}
 
-/// Projects onto the plane of the triangle, all seen from its first corner. A projected corner gets
-/// the weights 1, 0, 0 exactly.
-PlaneProjection projectOntoPlane(const Vector& ab, const Vector& ac, const Vector& ap) {
+/// Projects onto the plane of the triangle, all seen from its first corner; without a plane the
+/// weights are not numbers. A projected corner gets the weights 1, 0, 0 exactly.
+MeshCoordBase projectOntoPlane(const Vector& ab, const Vector& ac, const Vector& ap) {
     const Vector normal = cross(ab, ac);
-    const double normal2 = normal.length2();
     // In a thin triangle the first weight found is inaccurate. Taking the second from what the
     // first leaves makes up for it along the triangle's length, so that the position is right all
     // the same.
-    const double wc = dot(cross(ab, ap), normal) / normal2;
+    const double wc = dot(cross(ab, ap), normal) / normal.length2();
     const double wb = dot(ap - wc * ac, ab) / ab.length2();
-    const double length2 = std::max(ab.length2(), ac.length2());
-    return {{1 - wb - wc, wb, wc}, normal2 / (length2 * length2)};
+    return {{1 - wb - wc, wb, wc}};
 }
 
-bool isInside(const MeshCoordBase& coord) {
-    return coord.w[0] >= 0 && coord.w[1] >= 0 && coord.w[2] >= 0;
-}
-
-/// Where along a segment, from 0 to 1, it is closest to a point, both seen from its start.
+/// Where along a segment, from 0 to 1, it is closest to a point, both seen from its start. Not a
+/// number for a segment without length.
 double closestParam(const Vector& segment, const Vector& point) {
-    const double length2 = segment.length2();
-    return length2 > 0 ? std::clamp(dot(point, segment) / length2, 0.0, 1.0) : 0;
+    return std::clamp(dot(point, segment) / segment.length2(), 0.0, 1.0);
 }
 
-/// Keeps the best of several positions. Without one at a finite distance it is the first corner.
+/// Keeps the best of several positions. Those that are not numbers do not count; without any other,
+/// the best is the first corner.
 class ClosestCandidate {
 public:
     ClosestCandidate(const Vector& ab, const Vector& ac, const Vector& ap)
@@ -81,26 +77,23 @@ MeshCoordBase MeshCoordBase::projectBase(const Point& a, const Point& b, const P
     const Vector ab = b - a;
     const Vector ac = c - a;
     const Vector ap = p - a;
-    const auto [onPlane, thinness2] = projectOntoPlane(ab, ac, ap);
-
-    // In a thin triangle the signs of the weights do not tell for sure which edges lie towards p.
-    const bool thin = !(thinness2 > qvLinear::parallelTol * qvLinear::parallelTol);
-    const bool inside = isInside(onPlane);
-    if (inside && !thin)
+    const MeshCoordBase onPlane = projectOntoPlane(ab, ac, ap);
+    const bool beyondBc = !(onPlane.w[0] >= 0); // true as well for what is not a number
+    const bool beyondAc = !(onPlane.w[1] >= 0);
+    const bool beyondAb = !(onPlane.w[2] >= 0);
+    if (!beyondBc && !beyondAc && !beyondAb)
         return onPlane;
 
     ClosestCandidate closest(ab, ac, ap);
-    if (inside)
-        closest.consider(onPlane);
-    if (thin || onPlane.w[2] < 0) {
+    if (beyondAb) {
         const double t = closestParam(ab, ap);
         closest.consider({{1 - t, t, 0}});
     }
-    if (thin || onPlane.w[1] < 0) {
+    if (beyondAc) {
         const double t = closestParam(ac, ap);
         closest.consider({{1 - t, 0, t}});
     }
-    if (thin || onPlane.w[0] < 0) {
+    if (beyondBc) {
         const double t = closestParam(c - b, p - b);
         closest.consider({{0, 1 - t, t}});
     }
@@ -117,10 +110,11 @@ void MeshCoord::setFromPoint(int triangleIndex, const MeshVertex* vertices,
     const Point a = cornerPosition(vertices, corners, 0);
     const Point b = cornerPosition(vertices, corners, 1);
     const Point c = cornerPosition(vertices, corners, 2);
-    const auto [onPlane, thinness2] = projectOntoPlane(b - a, c - a, p - a);
-    const bool isPlane = thinness2 > qvLinear::epsilon2Tol && std::isfinite(onPlane.w[0]);
+    MeshCoordBase coord = projectOntoPlane(b - a, c - a, p - a);
+    if (!hasPlane(b - a, c - a) || !std::isfinite(coord.w[0]))
+        coord = projectBase(a, b, c, p);
 
-    static_cast<MeshCoordBase&>(*this) = isPlane ? onPlane : projectBase(a, b, c, p);
+    static_cast<MeshCoordBase&>(*this) = coord;
     triangle = triangleIndex;
 }
 

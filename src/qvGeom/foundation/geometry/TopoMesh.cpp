@@ -227,11 +227,12 @@ int TopoMesh::vertexValence(int v) const {
 }
 
 bool TopoMesh::vertexOnBoundary(int v) const {
-    for (int e = vertexEdge(v); e >= 0; e = edgeNextOutgoing(e)) {
-        if (edgeTwin(e) < 0 || edgeTwin(edgePrev(e)) < 0)
-            return true;
-    }
-    return false;
+    // As many half-edges end here as start here, and twins are one of each: where an ending one has
+    // no twin, a starting one has none either.
+    int e = vertexEdge(v);
+    while (e >= 0 && edgeTwin(e) >= 0)
+        e = edgeNextOutgoing(e);
+    return e >= 0;
 }
 
 int TopoMesh::faceNumVertices(int f) const {
