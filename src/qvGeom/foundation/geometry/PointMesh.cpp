@@ -55,6 +55,14 @@ void PointMesh::copyVertices(int numVertices, const MeshVertex* vertices) {
     vertices_.swap(copy);
 }
 
+void PointMesh::swapVertexChannels(PointMesh& other) noexcept {
+    vertices_.swap(other.vertices_);
+    normals_.swap(other.normals_);
+    uvs_.swap(other.uvs_);
+    sts_.swap(other.sts_);
+    colours_.swap(other.colours_);
+}
+
 MeshNormal* PointMesh::allocNormalArray() { return makeChannel(normals_, getNumVertices()); }
 
 MeshUV* PointMesh::allocUVArray() { return makeChannel(uvs_, getNumVertices()); }
@@ -111,11 +119,7 @@ void PointMesh::getBoundingBox(qvLinear::Range3d& range) const {
 }
 
 void PointMesh::swapPoints(PointMesh& other) noexcept {
-    vertices_.swap(other.vertices_);
-    normals_.swap(other.normals_);
-    uvs_.swap(other.uvs_);
-    sts_.swap(other.sts_);
-    colours_.swap(other.colours_);
+    swapVertexChannels(other);
     std::swap(normalsComputed_, other.normalsComputed_);
     selectedVertices_.swap(other.selectedVertices_);
     attributes_.swap(other.attributes_);

@@ -91,6 +91,10 @@ public:
     /// Replaces the positions and their number; the channels follow as when resizing.
     void copyVertices(int numVertices, const MeshVertex* vertices);
 
+    /// Exchanges positions, normals, UVs, STs and colours, and the number of vertices with them;
+    /// selection and named attributes stay.
+    void swapVertexChannels(PointMesh& other) noexcept;
+
     // Each makes its channel, zeroed, unless it exists, and returns it: null without vertices.
     MeshNormal* allocNormalArray();
     MeshUV* allocUVArray();

@@ -37,6 +37,9 @@ public:
 
     const Array<int>& getMap() const { return map_; }
 
+    /// One entry per old index, for those who fill many at once; null without any.
+    int* entries() { return map_.data(); }
+
     int getOldCount() const { return map_.size(); }
 
     /// The number of distinct new indices, as last set.
