@@ -86,8 +86,9 @@ CompactMesh wavySurface(int triangles) {
     CompactMesh mesh = grid(side, side);
     for (int v = 0; v < mesh.getNumVertices(); ++v) {
         MeshVertex& p = mesh.getVertices()[v];
-        p = vertexAt(p.x / side, p.y / side,
-                     0.1 * std::sin(9.0 * p.x / side) * std::cos(7.0 * p.y / side));
+        const double x = static_cast<double>(p.x) / side;
+        const double y = static_cast<double>(p.y) / side;
+        p = vertexAt(x, y, 0.1 * std::sin(9 * x) * std::cos(7 * y));
     }
     return mesh;
 }
