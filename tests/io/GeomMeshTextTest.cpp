@@ -35,9 +35,9 @@ constexpr const char* kQuad = "4 1\n0 0 0\n1 0 0\n1 1 0\n0 1 0.25\n4 3 0 1 2\n";
 /// A file name of this process, removed at the end, and the error lines printed meanwhile.
 class GeomMeshText : public testing::Test {
 protected:
-    GeomMeshText() { qvOS::AppOutput::getInstance().setSink(collect, &errors_); }
+    void SetUp() override { qvOS::AppOutput::getInstance().setSink(collect, &errors_); }
 
-    ~GeomMeshText() override {
+    void TearDown() override {
         qvOS::AppOutput::getInstance().setSink(nullptr, nullptr);
         std::remove(path_.c_str());
     }
@@ -206,6 +206,16 @@ TEST_F(GeomMeshText, acceptsAnyWhiteSpaceAndSigns) {
     }
 }
 
+// The file is read in pieces: neither white space nor a number needs to fit into one.
+TEST_F(GeomMeshText, acceptsWhatIsLongerThanItsWindow) {
+    const std::string blanks(300000, ' ');
+    const std::string zeros(300000, '0');
+    const std::string number = "0." + zeros + "25e300001";
+    CompactMesh mesh = meshOfText<CompactMesh>(blanks + zeros + "1" + blanks + "0 " + number +
+                                               blanks + "1 " + number + blanks);
+    EXPECT_EQ(write(mesh), "1 0\n2.5 1 2.5\n");
+}
+
 TEST_F(GeomMeshText, comesBackAsItWas) {
     const std::string elephant = content(QVGEOM_TEST_DATA "/elephant.mesh");
     CompactMesh mesh = meshOfText<CompactMesh>(elephant);
@@ -214,6 +224,9 @@ TEST_F(GeomMeshText, comesBackAsItWas) {
     TopoMesh topo = meshOfText<TopoMesh>(elephant);
     EXPECT_TRUE(write(topo) == elephant);
     EXPECT_FALSE(topo.firstEdge().twin().isNull());
+
+    read(mesh, elephant + "7");
+    EXPECT_EQ(errors_, "meshRead: " + path_ + ":133390: something follows the last face\n");
 }
 
 TEST_F(GeomMeshText, refusesMalformedFiles) {

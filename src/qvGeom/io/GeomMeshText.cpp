@@ -100,6 +100,7 @@ public:
 
     /// Appends each face's number of corners and the corners.
     bool readPolygons(std::vector<int>& polygons, int numFaces) {
+        polygons.reserve(4 * static_cast<std::size_t>(numFaces));
         for (int f = 0; f < numFaces; ++f) {
             int numCorners;
             if (!readCornerCount(numCorners))
@@ -134,6 +135,29 @@ private:
     const char* path_;
     int numVertices_ = 0;
 };
+
+/// Adds vertices, and faces given as readPolygons leaves them, whose corners it changes into
+/// those of `mesh`.
+void appendFaces(const std::vector<qvLinear::Point>& vertices, std::vector<int>& polygons,
+                 int numFaces, TopoMesh& mesh) {
+    // Only where the mesh at least doubles: one that grew file by file would be moved each time.
+    const int numCorners = static_cast<int>(polygons.size()) - numFaces;
+    if (numFaces >= mesh.numFaces())
+        mesh.reserve(mesh.vertexIdLimit() + static_cast<int>(vertices.size()),
+                     mesh.edgeIdLimit() + numCorners, mesh.faceIdLimit() + numFaces);
+
+    const int firstVertex = mesh.vertexIdLimit();
+    for (const qvLinear::Point& vertex : vertices)
+        mesh.allocVertex(vertex);
+    for (std::size_t at = 0; at < polygons.size();) {
+        const int size = polygons[at++];
+        int* const corners = &polygons[at];
+        for (int c = 0; c < size; ++c)
+            corners[c] += firstVertex;
+        mesh.allocFace(corners, size);
+        at += size;
+    }
+}
 
 } // namespace
 
@@ -219,17 +243,7 @@ void meshRead(TopoMesh& mesh, const qvOS::Filename& file) {
         !reader.readEnd())
         return;
 
-    const int firstVertex = mesh.vertexIdLimit();
-    for (const qvLinear::Point& vertex : vertices)
-        mesh.allocVertex(vertex);
-    for (std::size_t at = 0; at < polygons.size();) {
-        const int numCorners = polygons[at++];
-        int* const corners = &polygons[at];
-        for (int c = 0; c < numCorners; ++c)
-            corners[c] += firstVertex;
-        mesh.allocFace(corners, numCorners);
-        at += numCorners;
-    }
+    appendFaces(vertices, polygons, numFaces, mesh);
     meshTwin(mesh);
 }
 

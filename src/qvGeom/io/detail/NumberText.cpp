@@ -132,7 +132,8 @@ char* writeNumber(char* out, double value) {
     if (exponent < -4 || exponent >= kDigits)
         return writeScientific(out, digits, exponent);
     if (exponent < 0) {
-        std::memcpy(out, "0.000000", 8);
+        std::memset(out, '0', 5); // as many as there may be, the point's place included
+        out[1] = '.';
         out += 1 - exponent;
         std::memcpy(out, digits.text, kDigits);
         return out + digits.length;

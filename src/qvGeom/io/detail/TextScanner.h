@@ -16,8 +16,8 @@ namespace qvGeom::detail {
 /// of the text; anything else behind it makes it no number. Accepts what scanf accepts
 /// in the "C" locale, whatever locale is set, and rounds once.
 ///
-/// Of a regular file, a window is in memory; of a pipe, which does not tell its size,
-/// all.
+/// A regular file is seen through a window, which costs less than the pages of a buffer for
+/// all of it. A pipe, which does not tell its size, is taken into memory whole.
 class TextScanner {
 public:
     explicit TextScanner(File file);
@@ -98,9 +98,10 @@ private:
     static bool round(const Decimal& decimal, float& value);
     static bool round(const Decimal& decimal, double& value);
 
-    // The slow way for every other number: long, huge, tiny, hexadecimal, nan, inf.
-    template <class Real>
-    bool nextUnusual(Real& value);
+    /// The slow way for every other number: signed or long integers; long, huge, tiny and
+    /// hexadecimal reals, nan, inf; and any that the window cuts off.
+    template <class Number>
+    bool nextUnusual(Number& value);
 
     /// Moves what is behind the cursor to the front of the window, which grows when
     /// that fills half of it, and reads on; false at the end of the file.
@@ -184,7 +185,7 @@ inline bool TextScanner::readDecimal(const char*& p, Decimal& decimal) {
 }
 
 inline bool TextScanner::round(const Decimal& decimal, float& value) {
-    // With these exponents the float is neither zero nor denormal nor infinite.
+    // With these exponents no mantissa but 0 leaves the range of normal floats.
     if (decimal.exponent < kMinPower || decimal.exponent > 19)
         return false;
     const double wide =
