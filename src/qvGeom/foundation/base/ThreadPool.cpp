@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 #include <pthread.h>
+#include <sched.h>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -103,6 +104,7 @@ public:
     /// Runs `work` for every thread index. The caller holds the turn.
     void run(Work work, const void* context) {
         startWorkers();
+        placeWorkers();
         work_ = work;
         context_ = context;
         numBusy_.store(static_cast<int>(workers_.size()), std::memory_order_relaxed);
@@ -132,6 +134,7 @@ private:
     void startWorkers() {
         if (stopped_ || static_cast<int>(workers_.size()) == numThreads_ - 1)
             return;
+        avoidedProcessor_ = -1; // new workers are still to be placed
         const BlockedSignals blocked;
         const unsigned round = round_.load(std::memory_order_relaxed);
         try {
@@ -140,6 +143,24 @@ private:
         } catch (const std::system_error&) {
             // Out of threads: run with those there are.
         }
+    }
+
+    /// Keeps the workers off the processor that the caller occupies. A scheduler may
+    /// wake a worker where its waker runs, and then lets the two share that processor
+    /// for milliseconds, which is longer than most runs.
+    void placeWorkers() {
+        const int processor = sched_getcpu();
+        if (processor < 0 || processor == avoidedProcessor_)
+            return;
+        avoidedProcessor_ = processor;
+
+        cpu_set_t allowed;
+        if (pthread_getaffinity_np(pthread_self(), sizeof allowed, &allowed) != 0 ||
+            CPU_COUNT(&allowed) < numThreads_)
+            return;
+        CPU_CLR(processor, &allowed);
+        for (std::thread& worker : workers_)
+            pthread_setaffinity_np(worker.native_handle(), sizeof allowed, &allowed);
     }
 
     void serve(int thread, unsigned round) {
@@ -180,6 +201,7 @@ private:
     std::mutex turns_; // held by the caller whose run it is
     std::vector<std::thread> workers_;
     std::vector<std::exception_ptr> failures_; // by thread index
+    int avoidedProcessor_ = -1;
 
     // Written before a round begins, read by the workers after.
     Work work_ = nullptr;
