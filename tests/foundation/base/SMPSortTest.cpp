@@ -1,0 +1,168 @@
+#include "qvGeom/foundation/base/SMPSort.h"
+
+#include <algorithm>
+#include <cmath>
+#include <gtest/gtest.h>
+#include <limits>
+#include <numeric>
+#include <random>
+#include <vector>
+
+#include "support/ScopedThreadCount.h"
+
+using qvUtil::Ordering;
+
+namespace {
+
+std::vector<int> identity(int n) {
+    std::vector<int> indices(n);
+    std::iota(indices.begin(), indices.end(), 0);
+    return indices;
+}
+
+std::vector<int> shuffled(int n) {
+    std::vector<int> indices = identity(n);
+    std::shuffle(indices.begin(), indices.end(), std::mt19937(n));
+    return indices;
+}
+
+template <class Compare>
+std::vector<int> sorted(std::vector<int> indices, Compare compare) {
+    qvUtil::SMPSort(indices.data(), indices.data() + indices.size(), compare);
+    return indices;
+}
+
+template <class Compare>
+std::vector<int> stdSorted(std::vector<int> indices, Compare compare) {
+    std::stable_sort(indices.begin(), indices.end(), compare);
+    return indices;
+}
+
+/// Checks both ways of sorting, by key and by comparing, against the standard library.
+template <class Key>
+void checkSorts(std::vector<Key> keys) {
+    SCOPED_TRACE(testing::Message() << keys.size() << " keys of " << sizeof(Key) << " bytes");
+    const auto n = static_cast<int>(keys.size());
+    const Ordering::IndexedLessThan<Key*> byKey(keys.data());
+    const auto byComparing = [byKey](int a, int b) { return byKey(a, b); };
+    const std::vector<int> expected = stdSorted(shuffled(n), byComparing);
+    EXPECT_EQ(sorted(shuffled(n), byKey), expected);
+    EXPECT_EQ(sorted(shuffled(n), byComparing), expected);
+}
+
+template <class Draw>
+std::vector<double> keys(int n, Draw draw) {
+    std::mt19937_64 random(n);
+    std::vector<double> values(n);
+    std::generate(values.begin(), values.end(), [&] { return draw(random); });
+    return values;
+}
+
+double uniform(std::mt19937_64& random) {
+    return std::uniform_real_distribution<double>(-1, 1)(random);
+}
+
+/// Distributions that strain a sort by the bits of keys: ties, all equal, wide and
+/// narrow exponents, keys that differ in their last bits only, signs and specials.
+std::vector<std::vector<double>> hardKeys(int n) {
+    const double infinity = std::numeric_limits<double>::infinity();
+    const double specials[] = {0.0,          -0.0,          infinity, -infinity,
+                               std::nan(""), -std::nan(""), 1,        5e-324};
+    return {keys(n, uniform),
+            keys(n, [](auto& random) { return std::floor(8 * uniform(random)); }),
+            keys(n, [](auto&) { return 3.5; }),
+            keys(n, [](auto& random) { return std::exp(300 * uniform(random)); }),
+            keys(n, [](auto& random) { return random() % 2 ? 0 : 1 + 1e-12 * uniform(random); }),
+            keys(n, [](auto& random) { return random() % 64 ? uniform(random) : 1e300; }),
+            keys(n, [&](auto& random) { return specials[random() % std::size(specials)]; }),
+            keys(n, [i = 0](auto&) mutable { return i++; }),
+            keys(n, [i = 0](auto&) mutable { return i--; }),
+            keys(n, [i = 0](auto&) mutable { return ++i % 1000; })};
+}
+
+} // namespace
+
+TEST(SMPSort, sortsStablyWhateverTheThreadsAndKeys) {
+    for (const int threads : {1, 2, 3, 8}) {
+        const test::ScopedThreadCount pool(threads);
+        for (int n = 0; n <= 20; ++n)
+            checkSorts(keys(n, [](auto& random) { return static_cast<double>(random() % 7); }));
+        for (const int n : {511, 513, 4095, 4097, 30001}) {
+            for (const std::vector<double>& values : hardKeys(n)) {
+                checkSorts(values);
+                checkSorts(std::vector<float>(values.begin(), values.end()));
+            }
+            checkSorts<int>(shuffled(n));
+        }
+        checkSorts<int>({std::numeric_limits<int>::max(), 0, std::numeric_limits<int>::min()});
+    }
+}
+
+TEST(SMPSort, sortsAMillion) {
+    for (const int threads : {1, 2}) {
+        const test::ScopedThreadCount pool(threads);
+        checkSorts(keys(1000001, uniform));
+    }
+}
+
+TEST(SMPSort, sortsIndicesBeforeTheFirstKey) {
+    const std::vector<double> values = keys(10000, uniform);
+    const double* const middle = values.data() + 5000;
+    std::vector<int> indices = shuffled(10000);
+    for (int& index : indices)
+        index -= 5000;
+    const Ordering::IndexedLessThan<const double*> isLess(middle);
+    EXPECT_EQ(sorted(indices, isLess), stdSorted(indices, isLess));
+}
+
+// Comparators that break the rules must not lose an element, hang or leave the array.
+TEST(SMPSort, keepsEveryElementWhateverTheComparator) {
+    const test::ScopedThreadCount pool(2);
+    for (const int n : {2, 3, 33, 1000, 5001, 20000}) {
+        SCOPED_TRACE(n);
+        const std::vector<double> values =
+            keys(n, [](auto& random) { return random() % 3 ? uniform(random) : std::nan(""); });
+        const auto expectPermutation = [n](auto compare) {
+            std::vector<int> indices = sorted(shuffled(n), compare);
+            std::sort(indices.begin(), indices.end());
+            EXPECT_EQ(indices, identity(n));
+        };
+        expectPermutation([&](int a, int b) { return values[a] < values[b]; });
+        expectPermutation([](int, int) { return true; });
+        expectPermutation([](int a, int b) { return a <= b; });
+        expectPermutation([](int a, int b) { return (a * 7919 ^ b * 104729) % 3 == 0; });
+    }
+}
+
+TEST(SMPSortPieces, canBeRunByHandOnAnyPool) {
+    const auto isLess = [](int a, int b) { return a / 10 < b / 10; };
+    for (const int threads : {1, 2, 3}) {
+        for (const int n : {0, 1, 2, 5, 1000}) {
+            SCOPED_TRACE(testing::Message() << n << " items on " << threads << " threads");
+            qvUtil::ThreadPool pool(threads);
+            std::vector<int> items = shuffled(n);
+            int* const end = items.data() + n;
+            const std::vector<int> expected = stdSorted(items, isLess);
+            qvUtil::SMPSortPiecewise<int, decltype(isLess)> pieces(items.data(), end, isLess);
+            pool.run(pieces);
+            EXPECT_TRUE(std::is_sorted(items.data(), items.data() + (n + 1) / 2, isLess));
+            EXPECT_TRUE(std::is_sorted(items.data() + (n + 1) / 2, end, isLess));
+            qvUtil::SMPSortMerge<int, decltype(isLess)> merge(items.data(), end, new int[n],
+                                                              isLess);
+            pool.run(merge);
+            EXPECT_EQ(items, expected);
+        }
+    }
+}
+
+TEST(Ordering, holdsAPermutation) {
+    std::vector<double> areas{4, 9, 1};
+    bool (*const isLarger)(const double&, const double&) = [](const double& a, const double& b) {
+        return a > b;
+    };
+    Ordering order(3);
+    order.sort(Ordering::IndexedBinaryPredicate(areas.begin(), isLarger));
+    EXPECT_EQ(std::vector<int>(order.begin(), order.end()), (std::vector<int>{1, 0, 2}));
+    EXPECT_EQ(order[0], 1);
+    EXPECT_EQ(order.size(), 3);
+}
