@@ -26,6 +26,10 @@ public:
     /// there instead and `value` as it was, when it is none or does not fit.
     [[nodiscard]] bool next(int& value) {
         skipSpace();
+        if (isDigit(cursor_[0]) && isSpace(cursor_[1])) { // as the corner count of every triangle
+            value = static_cast<int>(digitOf(*cursor_++));
+            return true;
+        }
         std::uint64_t number = 0;
         const int numDigits = readEight(cursor_, number);
         if (numDigits == 0 || numDigits == 8 || !isSpace(cursor_[numDigits]))
