@@ -1,0 +1,199 @@
+#include "qvmesh/MeshFile.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cctype>
+#include <climits>
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <span>
+
+#include "qvGeom/foundation/base/Progress.h"
+#include "qvGeom/foundation/geometry/CompactMesh.h"
+
+#include "qvmesh/Failure.h"
+#include "qvmesh/Isolated.h"
+#include "qvmesh/Job.h"
+#include "qvmesh/OutputFile.h"
+#include "qvmesh/formats/Formats.h"
+
+namespace qvmesh {
+
+namespace fs = std::filesystem;
+using qvGeom::CompactMesh;
+
+struct Format {
+    const char* extension;
+    Reader read;                              // null: by the library itself
+    std::string (*write)(const CompactMesh&); // null: by the scene package
+    const char* sceneFormat;                  // null: by one of the above
+};
+
+namespace {
+
+// Binary variants where there are: the text ones of the scene package do not keep every float.
+constexpr Format kFormats[] = {
+    {"mesh", nullptr, nullptr, nullptr},   {"obj", readObj, writeObj, nullptr},
+    {"off", readScene, writeOff, nullptr}, {"stl", readFacets, nullptr, "stlb"},
+    {"ply", readScene, nullptr, "plyb"},   {"glb", readScene, nullptr, "glb2"},
+    {"gltf", readScene, nullptr, "gltf2"},
+};
+
+/// A format that can only be read.
+constexpr Format kOtherScene = {"", readScene, nullptr, nullptr};
+
+/// In small letters and without dot.
+std::string plainExtension(std::string extension) {
+    if (extension.starts_with('.'))
+        extension.erase(0, 1);
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return extension;
+}
+
+std::string extensionOf(const fs::path& path) { return plainExtension(path.extension().string()); }
+
+std::string extensionList() {
+    std::string list;
+    for (const Format& format : kFormats)
+        list += (list.empty() ? "." : ", .") + std::string(format.extension);
+    return list;
+}
+
+const Format* findFormat(const std::string& extension) {
+    const auto found = std::find_if(std::begin(kFormats), std::end(kFormats),
+                                    [&](const Format& f) { return f.extension == extension; });
+    return found == std::end(kFormats) ? nullptr : found;
+}
+
+const Format& formatToRead(const std::string& path) {
+    const std::string extension = extensionOf(path);
+    if (const Format* format = findFormat(extension))
+        return *format;
+    if (canReadScene(extension))
+        return kOtherScene;
+    throw Failure(path + ": is of no known format (known are " + extensionList() + " and others)");
+}
+
+void checkIsReadable(const std::string& path) {
+    std::error_code error;
+    const fs::file_status status = fs::status(path, error);
+    if (!fs::exists(status))
+        throw Failure(path + ": " + (error ? error.message() : std::strerror(ENOENT)));
+    if (!fs::is_regular_file(status))
+        throw Failure(path + ": is not a regular file");
+    if (!std::ifstream(path))
+        throw Failure(path + ": " + std::strerror(errno));
+}
+
+bool allFinite(const float* numbers, std::size_t count) {
+    return std::all_of(numbers, numbers + count,
+                       [](float number) { return std::isfinite(number); });
+}
+
+/// No algorithm sees a mesh that has not passed here.
+void checkMesh(const std::string& path, CompactMesh& mesh) {
+    const std::size_t numVertices = static_cast<std::size_t>(mesh.getNumVertices());
+    const std::size_t numTriangles = static_cast<std::size_t>(mesh.getNumTriangles());
+    if (numTriangles == 0)
+        throw Failure(path + ": holds no triangles");
+    checkIndices(path, numVertices, std::span(mesh.getTriangles(), numTriangles));
+    for (std::size_t v = 0; v < numVertices; ++v) {
+        if (!allFinite(mesh.getVerticesRaw() + 3 * v, 3))
+            throw Failure(path + ": vertex " + std::to_string(v) +
+                          " has a coordinate that is not finite");
+    }
+    if (mesh.getNormals() && !allFinite(mesh.getNormalsRaw(), 3 * numVertices))
+        mesh.deleteNormals();
+    if (mesh.getUVs() && !allFinite(mesh.getUVsRaw(), 2 * numVertices))
+        mesh.deleteUVs();
+}
+
+void toMesh(const std::string& path, const MeshData& data, CompactMesh& mesh) {
+    if (std::max(data.vertices.size(), data.triangles.size()) > INT_MAX / 3)
+        throw Failure(path + ": is larger than a mesh can be");
+    const auto orNull = [](const auto& channel) {
+        return channel.empty() ? nullptr : channel.data();
+    };
+    CompactMesh(static_cast<int>(data.vertices.size()), data.vertices.data(), orNull(data.normals),
+                orNull(data.uvs), nullptr)
+        .swap(mesh);
+    mesh.copyTriangles(static_cast<int>(data.triangles.size()),
+                       reinterpret_cast<const int*>(data.triangles.data()));
+}
+
+} // namespace
+
+void InputMesh::declare(CLI::App& app, const char* argument) {
+    app.add_option(argument, path_, "Mesh file to read (" + extensionList() + " and others)")
+        ->required()
+        ->type_name("FILE");
+}
+
+void InputMesh::read(Job& job, double share, CompactMesh& mesh) const {
+    job.stage("read", share, [&](const qvUtil::Progress& progress) {
+        checkIsReadable(path_);
+        if (const Format& format = formatToRead(path_); format.read)
+            toMesh(path_, readIsolated(format.read, path_, progress), mesh);
+        else
+            readText(path_, mesh);
+        checkMesh(path_, mesh);
+    });
+}
+
+OutputMesh::OutputMesh() = default;
+OutputMesh::~OutputMesh() = default;
+
+void OutputMesh::declare(CLI::App& app) {
+    app.add_option("-o,--output", path_, "Mesh file to write (" + extensionList() + ")")
+        ->required()
+        ->type_name("FILE");
+    app.add_option("--format", extension_, "Format to write, if the file's name does not say it")
+        ->type_name("EXTENSION");
+}
+
+void OutputMesh::prepare(Job& job) {
+    const std::string extension =
+        extension_.empty() ? extensionOf(path_) : plainExtension(extension_);
+    format_ = findFormat(extension);
+    if (!format_)
+        throw Failure(path_ + ": is of no format that can be written (which are " +
+                      extensionList() + ")");
+    file_ = std::make_unique<OutputFile>(path_);
+    if (file_->isStandardOutput())
+        job.reportToStandardError();
+}
+
+void OutputMesh::write(Job& job, double share, const CompactMesh& mesh) {
+    job.stage("write", share, [&](qvUtil::Progress&) {
+        if (format_->sceneFormat)
+            writeSceneFiles(mesh);
+        else if (format_->write)
+            file_->write(format_->write(mesh));
+        else if (!writeText(mesh, file_->path()))
+            file_->fail("not all of it was taken");
+    });
+    // Past the last moment at which the user could stop.
+    if (companion_)
+        companion_->commit();
+    file_->commit();
+}
+
+void OutputMesh::writeSceneFiles(const CompactMesh& mesh) {
+    const fs::path target = path_;
+    for (const FileImage& image : writeScene(mesh, format_->sceneFormat, target.stem().string())) {
+        if (image.companionExtension.empty()) {
+            file_->write(image.bytes);
+            continue;
+        }
+        fs::path beside = target;
+        beside.replace_extension(image.companionExtension);
+        companion_ = std::make_unique<OutputFile>(beside);
+        companion_->write(image.bytes);
+    }
+}
+
+} // namespace qvmesh

@@ -1,0 +1,70 @@
+/// \file
+/// Meshes from and to files, whatever their format.
+#pragma once
+
+#include <memory>
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+namespace qvGeom {
+class CompactMesh;
+}
+
+namespace qvUtil {
+class Progress;
+}
+
+namespace qvmesh {
+
+class Job;
+class OutputFile;
+struct Format;
+
+/// A mesh file that a command reads.
+class InputMesh {
+public:
+    /// Declares the positional argument that names the file.
+    void declare(CLI::App& app, const char* argument);
+
+    const std::string& path() const { return path_; }
+
+    /// Replaces `mesh`, as a stage of `job`. A mesh from here has triangles, its indices are in
+    /// range and its coordinates finite; normals and UVs that are not finite are left out. Throws
+    /// Failure or Cancelled.
+    void read(Job& job, double share, qvGeom::CompactMesh& mesh) const;
+
+private:
+    std::string path_;
+};
+
+/// A mesh file that a command writes.
+class OutputMesh {
+public:
+    OutputMesh();
+    ~OutputMesh();
+
+    /// Declares the options that name the file and its format.
+    void declare(CLI::App& app);
+
+    const std::string& path() const { return path_; }
+
+    /// Refuses at once what could only fail in the end. Throws Failure.
+    void prepare(Job& job);
+    /// Writes the mesh as the last stage of `job`. Throws Failure or Cancelled, and then whatever
+    /// the file held is still there.
+    void write(Job& job, double share, const qvGeom::CompactMesh& mesh);
+
+private:
+    void writeSceneFiles(const qvGeom::CompactMesh& mesh);
+
+    std::string path_;
+    std::string extension_;
+    const Format* format_ = nullptr;
+    std::unique_ptr<OutputFile> file_;
+    std::unique_ptr<OutputFile> companion_; // of a format that takes two files
+};
+
+} // namespace qvmesh
