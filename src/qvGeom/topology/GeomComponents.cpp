@@ -1,0 +1,126 @@
+#include "qvGeom/topology/GeomComponents.h"
+
+#include <algorithm>
+#include <numeric>
+
+#include "qvGeom/foundation/base/Diagnostics.h"
+#include "qvGeom/foundation/base/StopWatch.h"
+#include "qvGeom/foundation/geometry/CompactMesh.h"
+#include "qvGeom/foundation/geometry/MeshAdjTris.h"
+#include "qvGeom/foundation/geometry/TopoMesh.h"
+
+namespace qvGeom {
+namespace {
+
+/// Disjoint sets of vertices, each a tree with its lowest member as root. A parent is never above
+/// its child.
+class VertexSets {
+public:
+    explicit VertexSets(int numVertices) : array_(numVertices), parent_(array_.data()) {
+        std::iota(array_.begin(), array_.end(), 0);
+    }
+
+    void unite(int a, int b, int c) {
+        a = parent_[a];
+        b = parent_[b];
+        c = parent_[c];
+        if (a == b && b == c) // which holds most of the time, and costs no search
+            return;
+        a = rootOf(a);
+        b = rootOf(b);
+        c = rootOf(c);
+        parent_[a] = parent_[b] = parent_[c] = std::min({a, b, c});
+    }
+
+    int rootOf(int v) {
+        while (parent_[v] != v) {
+            parent_[v] = parent_[parent_[v]];
+            v = parent_[v];
+        }
+        return v;
+    }
+
+    /// Makes every vertex its root's child, or a root.
+    void flatten() {
+        for (int& parent : array_)
+            parent = parent_[parent];
+    }
+
+    bool isRoot(int v) const { return parent_[v] == v; }
+
+    /// The root, after flatten().
+    int parentOf(int v) const { return parent_[v]; }
+
+private:
+    Array<int> array_;
+    int* const parent_; // into it
+};
+
+/// The sets of vertices that triangles join, flattened.
+VertexSets unitedByTriangles(const CompactMesh& mesh) {
+    const MeshTriangle* const triangles = mesh.getTriangles();
+    const int numTriangles = mesh.getNumTriangles();
+    VertexSets sets(mesh.getNumVertices());
+    // Half of the triangles join nearly all there is to join. Once their trees are flat, the
+    // other half has little left to do but look.
+    for (int first : {0, 1}) {
+        for (int t = first; t < numTriangles; t += 2)
+            sets.unite(triangles[t][0], triangles[t][1], triangles[t][2]);
+        sets.flatten();
+    }
+    return sets;
+}
+
+/// Numbers the components by their lowest triangle; the trees of unused vertices get -1.
+void numberComponents(const CompactMesh& mesh, const VertexSets& sets, int numComponents,
+                      Array<int>& vertexComponent) {
+    const int numVertices = mesh.getNumVertices();
+    Array<int> rootArray(numVertices);
+    int* const numberOfRoot = rootArray.data();
+    std::fill_n(numberOfRoot, numVertices, -1);
+    for (int t = 0, numbered = 0; numbered < numComponents; ++t) {
+        int& number = numberOfRoot[sets.parentOf(mesh.getTriangles()[t][0])];
+        if (number < 0)
+            number = numbered++;
+    }
+
+    vertexComponent.resize(numVertices);
+    int* const component = vertexComponent.data();
+    for (int v = 0; v < numVertices; ++v)
+        component[v] = numberOfRoot[sets.parentOf(v)];
+}
+
+} // namespace
+
+int meshComponents(const CompactMesh& mesh, const MeshAdjTris& adjTris,
+                   Array<int>* vertexComponent) {
+    const int numVertices = mesh.getNumVertices();
+    const int numTriangles = mesh.getNumTriangles();
+    debugChannel().print("meshComponents(): %d triangles\n", numTriangles);
+    qvOS::StopWatch watch;
+    watch.start();
+
+    const VertexSets sets = unitedByTriangles(mesh);
+    int numComponents = 0;
+    for (int v = 0; v < numVertices; ++v)
+        numComponents += sets.isRoot(v) && adjTris.setSize(v) > 0;
+    if (vertexComponent)
+        numberComponents(mesh, sets, numComponents, *vertexComponent);
+
+    debugChannel().print("   %d components: %f s\n", numComponents, watch.clear());
+    return numComponents;
+}
+
+int meshComponents(TopoMesh& mesh) {
+    VertexSets sets(mesh.vertexIdLimit());
+    for (int e = mesh.nextEdge(-1); e >= 0; e = mesh.nextEdge(e))
+        sets.unite(mesh.edgeVertex(e), mesh.edgeVertex(e), mesh.edgeEndVertex(e));
+
+    // A set is a component when it has a face, which then has an edge that starts at the root.
+    int numComponents = 0;
+    for (int v = mesh.nextVertex(-1); v >= 0; v = mesh.nextVertex(v))
+        numComponents += mesh.vertexEdge(v) >= 0 && sets.rootOf(v) == v;
+    return numComponents;
+}
+
+} // namespace qvGeom

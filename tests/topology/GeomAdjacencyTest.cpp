@@ -1,0 +1,176 @@
+#include "qvGeom/topology/GeomAdjacency.h"
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <set>
+#include <vector>
+
+#include "qvGeom/foundation/geometry/CompactMesh.h"
+#include "qvGeom/foundation/geometry/MeshAdjTris.h"
+#include "qvGeom/foundation/geometry/MeshAdjVertices.h"
+
+#include "support/CapturedOutput.h"
+#include "support/MeshBuilders.h"
+#include "support/ScopedThreadCount.h"
+
+namespace {
+
+using qvGeom::CompactMesh;
+using qvGeom::MeshAdjTris;
+using qvGeom::MeshAdjVertices;
+using qvGeom::MeshTriangle;
+
+MeshAdjTris trisOf(const CompactMesh& mesh) {
+    MeshAdjTris tris;
+    meshAdjTris(mesh, tris);
+    return tris;
+}
+
+MeshAdjVertices verticesOf(const CompactMesh& mesh) {
+    MeshAdjVertices vertices;
+    meshAdjVertices(mesh, trisOf(mesh), vertices);
+    return vertices;
+}
+
+std::vector<int> membersOf(const MeshAdjTris& tris, int v) { return {tris.begin(v), tris.end(v)}; }
+
+std::vector<int> neighboursOf(const MeshAdjVertices& vertices, int v) {
+    return {vertices.getVertices(v), vertices.getVertices(v) + vertices.getCount(v)};
+}
+
+/// Both tables against lists that grow triangle by triangle.
+void expectTablesOf(const CompactMesh& mesh) {
+    const int numVertices = mesh.getNumVertices();
+    std::vector<std::vector<int>> tris(numVertices);
+    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
+        for (const int c : mesh.getTriangles()[t].v)
+            tris[c].push_back(t);
+    }
+    const MeshAdjTris adjTris = trisOf(mesh);
+    const MeshAdjVertices adjVertices = verticesOf(mesh);
+    ASSERT_EQ(adjTris.numSets(), numVertices);
+    ASSERT_EQ(adjTris.numMembers(), 3 * mesh.getNumTriangles());
+    ASSERT_EQ(adjVertices.numVertices(), numVertices);
+    int maxValence = 0;
+    for (int v = 0; v < numVertices; ++v) {
+        ASSERT_EQ(membersOf(adjTris, v), tris[v]) << "around vertex " << v;
+        std::vector<int> neighbours;
+        std::set<int> known{v};
+        for (const int t : tris[v]) {
+            for (const int c : mesh.getTriangles()[t].v) {
+                if (known.insert(c).second)
+                    neighbours.push_back(c);
+            }
+        }
+        ASSERT_EQ(neighboursOf(adjVertices, v), neighbours) << "around vertex " << v;
+        if (v > 0) {
+            ASSERT_EQ(adjVertices.getVertices(v) - adjVertices.getVertices(v - 1),
+                      adjVertices.getCount(v - 1) + 1);
+        }
+        maxValence = std::max(maxValence, adjVertices.getCount(v));
+    }
+    EXPECT_EQ(adjVertices.getMaxValence(), maxValence);
+}
+
+// The larger meshes are split over the threads, also where a part has nothing to do; the fan has
+// one vertex that is everybody's neighbour.
+TEST(Adjacency, matchesGrowingListsForEveryThreadCount) {
+    const CompactMesh meshes[] = {CompactMesh(),
+                                  test::pointsAlongX(5),
+                                  test::randomMesh(1, 1, 4),
+                                  test::randomMesh(2, 8, 5),
+                                  test::randomMesh(3, 40, 300),
+                                  test::randomMesh(4, 12000, 20001),
+                                  test::randomMesh(5, 7, 15000),
+                                  test::randomMesh(6, 30000, 9),
+                                  test::closedFan(12000)};
+    for (const int threads : {1, 2, 3, 8, 20}) {
+        const test::ScopedThreadCount pool(threads);
+        for (const CompactMesh& mesh : meshes) {
+            SCOPED_TRACE(testing::Message()
+                         << mesh.getNumVertices() << " vertices, " << mesh.getNumTriangles()
+                         << " triangles on " << threads << " threads");
+            expectTablesOf(mesh);
+        }
+    }
+}
+
+TEST(Adjacency, namesNeighboursInOrderOfAppearance) {
+    const CompactMesh fan =
+        test::meshOf(std::vector<qvGeom::MeshVertex>(4), {{{0, 1, 2}}, {{0, 2, 3}}});
+    EXPECT_EQ(neighboursOf(verticesOf(fan), 0), (std::vector{1, 2, 3}));
+
+    const CompactMesh degenerate = test::meshOf(std::vector<qvGeom::MeshVertex>(3), {{{1, 1, 2}}});
+    EXPECT_EQ(membersOf(trisOf(degenerate), 1), (std::vector{0, 0}));
+    EXPECT_EQ(neighboursOf(verticesOf(degenerate), 1), (std::vector{2}));
+    EXPECT_EQ(neighboursOf(verticesOf(degenerate), 0), (std::vector<int>{}));
+}
+
+TEST(Adjacency, printsOneLineEach) {
+    const test::CapturedOutput output;
+    const CompactMesh mesh = test::bowTie();
+    verticesOf(mesh);
+    verticesOf(CompactMesh());
+    EXPECT_EQ(output.debugWithoutSeconds(), "MeshAdjTris: 5 vertices 2 triangles S\n"
+                                            "MeshAdjVertices: 5 vertices, 2 triangles: S s\n"
+                                            "MeshAdjTris: 0 vertices 0 triangles S\n"
+                                            "MeshAdjVertices: 0 vertices, 0 triangles: S s\n");
+}
+
+TEST(SortAdjTris, walksFromTheFirstTriangleAsFarAsTheFanGoes) {
+    const CompactMesh closed = test::closedFan(6);
+    const CompactMesh open = test::openFan(6);
+
+    const struct {
+        const CompactMesh& mesh;
+        std::vector<int> tris;
+        std::vector<int> sorted;
+    } cases[] = {
+        {closed, {2, 0, 5, 1, 4, 3}, {2, 3, 4, 5, 0, 1}},
+        {open, {0, 3, 5, 1, 4, 2}, {0, 1, 2, 3, 4, 5}},
+        {open,
+         {4, 0, 3, 1, 5, 2},
+         {4, 5, 3, 1, 2, 0}}, // broken after 5: goes on with what stands there
+        {open, {3}, {3}},
+        {open, {}, {}},
+    };
+
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(c.tris));
+        std::vector<int> sorted{7, 7, 7};
+        qvGeom::sortAdjTris(0, static_cast<int>(c.tris.size()), c.tris.data(),
+                            c.mesh.getTriangles(), sorted);
+        EXPECT_EQ(sorted, c.sorted);
+    }
+}
+
+// Few vertices and many triangles make sets of all sizes, and every kind of degenerate and
+// non-manifold edge.
+TEST(GetSharedEdgeAdjacentTriangle, findsTheLowestOtherTriangle) {
+    for (const int triangles : {3, 20, 150}) {
+        const CompactMesh mesh = test::randomMesh(triangles, 9, triangles);
+        const MeshTriangle* const tris = mesh.getTriangles();
+        const MeshAdjTris adjTris = trisOf(mesh);
+        for (int edge = 0; edge < 3 * triangles; ++edge) {
+            const int t = edge / 3;
+            const int a = tris[t][edge % 3];
+            const int b = tris[t][(edge + 1) % 3];
+            int expected = -1;
+            for (int u = triangles - 1; u >= 0; --u) {
+                const std::set<int> corners(tris[u].v, tris[u].v + 3);
+                if (u != t && corners.contains(a) && corners.contains(b))
+                    expected = u;
+            }
+            int other = t; // the very object that names the triangle
+            int corner = 7;
+            const bool found =
+                getSharedEdgeAdjacentTriangle(other, edge % 3, tris, adjTris, other, corner);
+            ASSERT_EQ(found, expected >= 0) << "edge " << edge;
+            ASSERT_EQ(other, found ? expected : t) << "edge " << edge;
+            const int* const corners = tris[other].v;
+            ASSERT_EQ(corner, found ? std::find(corners, corners + 3, b) - corners : -1);
+        }
+    }
+}
+
+} // namespace

@@ -1,0 +1,120 @@
+#include "qvGeom/topology/GeomBoundingBox.h"
+
+#include <cmath>
+#include <gtest/gtest.h>
+#include <limits>
+#include <list>
+
+#include "qvGeom/foundation/geometry/BitVector.h"
+#include "qvGeom/foundation/geometry/BoundingBox.h"
+#include "qvGeom/foundation/geometry/CompactMesh.h"
+#include "qvGeom/foundation/geometry/MeshPlacement.h"
+
+#include "support/CapturedOutput.h"
+#include "support/MeshBuilders.h"
+#include "support/ScopedThreadCount.h"
+
+namespace {
+
+using qvGeom::BitVector;
+using qvGeom::BoundingBox;
+using qvGeom::CompactMesh;
+using qvGeom::MeshPlacement;
+
+BoundingBox boxFromTo(float a, float b) { return {{a, 0, 0}, {b, 0, 0}}; }
+
+BoundingBox boxOf(const CompactMesh& mesh, const BitVector* selection = nullptr) {
+    BoundingBox box = boxFromTo(-99, 99);
+    meshBoundingBox(mesh, selection, box);
+    return box;
+}
+
+// Catches a slice that drops its last vertices and an idle thread's slot leaking into the result.
+TEST(MeshBoundingBox, doesNotDependOnThreadCount) {
+    for (const int threads : {1, 2, 3, 8}) {
+        const test::ScopedThreadCount pool(threads);
+        EXPECT_EQ(boxOf(CompactMesh()), BoundingBox::invalid());
+        for (int count = 1; count < 70; ++count) {
+            SCOPED_TRACE(testing::Message() << count << " points on " << threads << " threads");
+            EXPECT_EQ(boxOf(test::pointsAlongX(count)),
+                      boxFromTo(0, static_cast<float>(count - 1)));
+        }
+        const CompactMesh mesh = test::randomMesh(7, 1003, 0);
+        BoundingBox expected;
+        for (int v = 0; v < mesh.getNumVertices(); ++v) {
+            const qvGeom::MeshVertex& p = mesh.getVertices()[v];
+            expected.extend({p.x, p.y, p.z});
+        }
+        EXPECT_EQ(boxOf(mesh), expected);
+    }
+}
+
+TEST(MeshBoundingBox, passesOverNaNAndKeepsTheFirstZero) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const float inf = std::numeric_limits<float>::infinity();
+    for (const int threads : {1, 2, 3, 8}) {
+        const test::ScopedThreadCount pool(threads);
+        for (int odd = 0; odd < 30; ++odd) {
+            SCOPED_TRACE(testing::Message() << "vertex " << odd << " on " << threads << " threads");
+            CompactMesh mesh = test::pointsAlongX(30);
+            for (int v = 0; v < 30; ++v)
+                mesh.getVertices()[v].y = v < odd ? 1.0F : v == odd ? -0.0F : 0.0F;
+            mesh.getVertices()[odd].z = nan;
+            EXPECT_EQ(boxOf(mesh), BoundingBox({0, 0, 0}, {29, odd > 0 ? 1.0F : 0.0F, 0}));
+            EXPECT_TRUE(std::signbit(boxOf(mesh).min[1]));
+            EXPECT_EQ(std::signbit(boxOf(mesh).max[1]), odd == 0);
+            mesh.getVertices()[odd].x = -inf;
+            EXPECT_EQ(boxOf(mesh).min[0], -inf);
+        }
+        CompactMesh mesh = test::pointsAlongX(40);
+        for (int v = 0; v < 40; ++v)
+            mesh.getVertices()[v] = {nan, inf, nan};
+        const float max = std::numeric_limits<float>::max();
+        EXPECT_EQ(boxOf(mesh), BoundingBox({max, max, max}, {-max, inf, -max}));
+    }
+}
+
+TEST(MeshBoundingBox, honoursSelection) {
+    const BitVector twoAndSix = test::selectionOf(9, {2, 6});
+    const BitVector zeroSized;
+    const BitVector none(9);
+    for (const int threads : {1, 2, 3, 8}) {
+        const test::ScopedThreadCount pool(threads);
+        EXPECT_EQ(boxOf(test::pointsAlongX(9), &twoAndSix), boxFromTo(2, 6));
+        EXPECT_EQ(boxOf(test::pointsAlongX(9), &zeroSized), boxFromTo(0, 8));
+        EXPECT_EQ(boxOf(test::pointsAlongX(9), &none), BoundingBox::invalid());
+    }
+}
+
+TEST(ArrangementBoundingBox, joinsTheMovedBoxesAndPrintsALineForEach) {
+    const CompactMesh line = test::pointsAlongX(4);
+    const CompactMesh empty;
+    std::list<MeshPlacement> placements(4);
+    auto placement = placements.begin();
+    placement->mesh = &empty;
+    ++placement; // stays without a mesh
+    (++placement)->mesh = &line;
+    (++placement)->mesh = &line;
+    placement->transform.m[0][0] = -2;
+    placement->transform.m[3][2] = 5;
+
+    const test::CapturedOutput output;
+    BoundingBox box;
+    arrangementBoundingBox(placements, box);
+    EXPECT_EQ(box, BoundingBox({-6, 0, 0}, {3, 0, 5}));
+    double min[3];
+    double max[3];
+    meshBoundingBox(line, min, max);
+    EXPECT_EQ(min[0], 0);
+    EXPECT_EQ(max[0], 3);
+    arrangementBoundingBox({}, box);
+    EXPECT_EQ(box, BoundingBox::invalid());
+    EXPECT_EQ(output.debugWithoutSeconds(), "meshBoundingBox: 0 vertices  S s\n"
+                                            "meshBoundingBox: 4 vertices  S s\n"
+                                            "meshBoundingBox: 4 vertices  S s\n"
+                                            "arrangementBoundingBox: 4 meshes  S s\n"
+                                            "meshBoundingBox: 4 vertices  S s\n"
+                                            "arrangementBoundingBox: 0 meshes  S s\n");
+}
+
+} // namespace

@@ -1,0 +1,99 @@
+#include "qvGeom/topology/GeomComponents.h"
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <set>
+#include <vector>
+
+#include "qvGeom/foundation/geometry/Array.h"
+#include "qvGeom/foundation/geometry/CompactMesh.h"
+#include "qvGeom/foundation/geometry/MeshAdjTris.h"
+#include "qvGeom/foundation/geometry/TopoMesh.h"
+#include "qvGeom/topology/GeomAdjacency.h"
+
+#include "support/CapturedOutput.h"
+#include "support/MeshBuilders.h"
+
+namespace {
+
+using qvGeom::Array;
+using qvGeom::CompactMesh;
+using qvGeom::MeshAdjTris;
+
+int componentsOf(const CompactMesh& mesh, Array<int>* vertexComponent = nullptr) {
+    MeshAdjTris adjTris;
+    meshAdjTris(mesh, adjTris);
+    return meshComponents(mesh, adjTris, vertexComponent);
+}
+
+/// Lowers the label of whole triangles until nothing changes, then renames the labels in order.
+int relabelledComponents(const CompactMesh& mesh, std::vector<int>& component) {
+    const int numTriangles = mesh.getNumTriangles();
+    std::vector<int> label(mesh.getNumVertices(), numTriangles); // the lowest triangle in the end
+    std::set<int> components;
+    for (bool changed = true; changed;) {
+        changed = false;
+        for (int t = 0; t < numTriangles; ++t) {
+            const auto [a, b, c] = mesh.getTriangles()[t].v;
+            const int lowest = std::min({t, label[a], label[b], label[c]});
+            changed |= label[a] != lowest || label[b] != lowest || label[c] != lowest;
+            label[a] = label[b] = label[c] = lowest;
+        }
+    }
+    for (int t = 0; t < numTriangles; ++t)
+        components.insert(label[mesh.getTriangles()[t][0]]);
+    component.clear();
+    for (const int l : label) {
+        const auto found = components.find(l);
+        component.push_back(found == components.end()
+                                ? -1
+                                : static_cast<int>(std::distance(components.begin(), found)));
+    }
+    return static_cast<int>(components.size());
+}
+
+TEST(MeshComponents, numbersByLowestTriangle) {
+    std::vector<CompactMesh> meshes{CompactMesh(), test::pointsAlongX(3), test::bowTie(),
+                                    test::shuffled(test::soupOf(test::grid(4, 3)), 1),
+                                    test::shuffled(test::grid(9, 7), 2)};
+    for (int seed = 0; seed < 100; ++seed)
+        meshes.push_back(test::randomMesh(seed, 1 + seed, 1 + seed / 3));
+    for (const CompactMesh& mesh : meshes) {
+        SCOPED_TRACE(testing::Message() << mesh.getNumVertices() << " vertices, "
+                                        << mesh.getNumTriangles() << " triangles");
+        std::vector<int> expected;
+        const int count = relabelledComponents(mesh, expected);
+        Array<int> component(2);
+        EXPECT_EQ(componentsOf(mesh, &component), count);
+        EXPECT_EQ(std::vector<int>(component.begin(), component.end()), expected);
+        EXPECT_EQ(componentsOf(mesh), count);
+    }
+}
+
+TEST(MeshComponents, printsItsLines) {
+    MeshAdjTris adjTris;
+    const CompactMesh mesh = test::soupOf(test::grid(2, 1));
+    meshAdjTris(mesh, adjTris);
+    const test::CapturedOutput output;
+    meshComponents(mesh, adjTris, nullptr);
+    EXPECT_EQ(output.debugWithoutSeconds(), "meshComponents(): 4 triangles\n"
+                                            "   4 components: S s\n");
+}
+
+TEST(MeshComponents, joinsFacesThatShareAVertex) {
+    qvGeom::TopoMesh mesh;
+    EXPECT_EQ(meshComponents(mesh), 0);
+    qvGeom::TopoMeshVertex v[9];
+    for (qvGeom::TopoMeshVertex& vertex : v)
+        vertex = mesh.allocVertex({0, 0, 0});
+    mesh.allocTriangle(v[8], v[3], v[4]);
+    mesh.allocFace({v[1], v[2], v[5], v[6]});
+    EXPECT_EQ(meshComponents(mesh), 2);
+    mesh.allocTriangle(v[0], v[3], v[7]);
+    EXPECT_EQ(meshComponents(mesh), 2);
+    mesh.allocTriangle(v[7], v[6], v[6]);
+    EXPECT_EQ(meshComponents(mesh), 1);
+}
+
+} // namespace
