@@ -125,6 +125,7 @@ BENCHMARK(handOver)
     ->ArgNames({"threads", "pauseMicroseconds"})
     ->ArgsProduct({{1, 2, 4}, {0, 1000}})
     ->Unit(benchmark::kMicrosecond)
+    ->Iterations(1000)
     ->UseManualTime();
 
 } // namespace

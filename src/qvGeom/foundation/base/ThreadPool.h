@@ -12,7 +12,8 @@ class ThreadedAlg;
 class ThreadedChunkAlg;
 
 /// A fixed number of threads, of which the calling thread is the first. The others
-/// are started by the first run and sleep between runs.
+/// are started by the first run and sleep between runs; where there are processors
+/// enough, their affinity keeps them off the one that the caller runs on.
 ///
 /// `run` calls `initialize` on the calling thread, the work function on all threads
 /// at once, and `finalize` on the calling thread; it returns when everything has
