@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <limits>
 
 #include "qvGeom/editing/detail/GroupNumbering.h"
 #include "qvGeom/editing/detail/VertexGroups.h"
@@ -47,11 +46,9 @@ void onSlices(qvUtil::ThreadPool& pool, int count, const Work& work) {
 
 qvUtil::ThreadPool& poolFor(int numVertices) {
     qvUtil::ThreadPool& shared = qvUtil::ThreadPool::get();
-    // Groups are named by owner and number in one word.
-    const bool canName = std::int64_t{numVertices} * shared.getNumThreads() <=
-                         std::numeric_limits<std::uint32_t>::max();
-    return numVertices > kFewVertices && canName ? shared
-                                                 : qvUtil::ThreadPool::getSingleThreadedPool();
+    const bool pays = numVertices > kFewVertices;
+    const bool canName = detail::GroupNames(shared.getNumThreads()).suffice(numVertices);
+    return pays && canName ? shared : qvUtil::ThreadPool::getSingleThreadedPool();
 }
 
 bool hasNormalsInKey(const CompactMesh& mesh) {
@@ -104,17 +101,16 @@ private:
         int* const map = remap_.entries();
         detail::GroupVerticesAlg<Width> grouping(mesh_, map);
         pool_.run(grouping);
-        Array<detail::GroupEntry> sorted = detail::sortGroups<Width>(grouping.tables(), pool_);
+        const Array<detail::GroupEntry> sorted = detail::sortGroups(grouping.tables(), pool_);
         debugChannel().print("  sorted vertices: %f s\n", lap());
 
         progress.subPhase(kRenumberShare, child);
-        detail::GroupNumbers numbers = detail::numberGroups<Width>(grouping.tables(), sorted);
-        survivors_.swap(numbers.survivors);
-        const int* const newIndex = numbers.newIndexOfGroup.data();
-        onSlices(pool_, mesh_.getNumVertices(), [map, newIndex](int first, int last) {
+        detail::GroupNumbers numbers(grouping.tables(), sorted);
+        onSlices(pool_, mesh_.getNumVertices(), [map, &numbers](int first, int last) {
             for (int v = first; v < last; ++v)
-                map[v] = newIndex[static_cast<std::uint32_t>(map[v])];
+                map[v] = numbers.newIndexOf(static_cast<std::uint32_t>(map[v]));
         });
+        survivors_.swap(numbers.survivors());
         remap_.setNewCount(survivors_.size());
         debugChannel().print("  initialized remap: %f s\n", lap());
     }

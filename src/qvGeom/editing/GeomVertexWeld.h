@@ -21,9 +21,13 @@ class Remap;
 /// highest old index stays. Lines, line strips, STs, colours, computed normals, attributes and
 /// selections keep their old numbering, and triangles that collapse or coincide stay.
 ///
+/// The notice says that triangle normals are valid, and that normals in the key, UVs, strips and
+/// fans were modified where there are any.
+///
 /// `remap` becomes the old-to-new map of all vertices. Without two equal keys it is the identity,
-/// the mesh stays as it is and nothing is sent; so too for a mesh without vertices. `progress`
-/// gives shares of 0.8 and 0.2 away, is not polled, and stands at 0.8 at the end.
+/// the mesh stays as it is and nothing is sent. `progress` gives shares of 0.8 and 0.2 away and
+/// stands at 0.8 at the end; it is not polled, and its callback is not called. A mesh without
+/// vertices leaves it as it is.
 ///
 /// Costs linear time in the vertices, and sorting time in the distinct keys.
 QVGEOM_API void meshCompact(CompactMesh& mesh, qvUtil::Progress& progress, Remap& remap);

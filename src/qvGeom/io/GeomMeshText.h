@@ -20,10 +20,7 @@
 #pragma once
 
 #include "qvGeom/Export.h"
-
-namespace qvOS {
-class Filename;
-}
+#include "qvGeom/foundation/base/Strings.h"
 
 namespace qvGeom {
 
@@ -35,7 +32,8 @@ class TopoMesh;
 QVGEOM_API void meshWrite(const CompactMesh& mesh, const qvOS::Filename& file);
 
 /// Writes the vertices and faces in the order of their lists. A corner whose vertex is
-/// not in the list is written as 0.
+/// not in the list is written as 0. Changes nothing in `mesh`: handles walk a mesh that may be
+/// edited.
 QVGEOM_API void meshWrite(TopoMesh& mesh, const qvOS::Filename& file);
 
 /// Replaces all of `mesh` by the file's vertices and triangles. Announces nothing.

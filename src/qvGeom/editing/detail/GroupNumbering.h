@@ -28,7 +28,9 @@ void sortByXY(GroupEntry* entries, GroupEntry* scratch, int count);
 template <int Width>
 class GroupOrder {
 public:
-    explicit GroupOrder(const std::vector<GroupTable<Width>>& tables) : tables_(tables) {}
+    explicit GroupOrder(const std::vector<GroupTable<Width>>& tables)
+        : tables_(tables),
+          names_(static_cast<int>(tables.size())) {}
 
     /// Where keys are equal, which only those with NaN and missed twins are, old indices decide.
     bool operator()(const GroupEntry& a, const GroupEntry& b) const {
@@ -53,12 +55,12 @@ public:
     }
 
     const VertexGroup<Width>& groupOf(const GroupEntry& entry) const {
-        const auto owners = static_cast<std::uint32_t>(tables_.size());
-        return tables_[entry.group % owners][entry.group / owners];
+        return tables_[names_.ownerOf(entry.group)][names_.groupOf(entry.group)];
     }
 
 private:
     const std::vector<GroupTable<Width>>& tables_;
+    GroupNames names_;
 };
 
 /// Sorts the groups of every owner, each on its own thread.
@@ -75,12 +77,13 @@ public:
 
     void threadFunc(int thread, int numThreads) override {
         const GroupTable<Width>& table = tables_[thread];
+        const GroupNames names(numThreads);
         const int count = table.numGroups();
         GroupEntry* const entries = entries_ + starts_[thread];
         for (int g = 0; g < count; ++g) {
             const VertexKey<Width>& key = table[g].key;
             entries[g] = {static_cast<std::uint64_t>(key[0]) << 32 | key[1], key[2],
-                          nameOfGroup(g, thread, numThreads)};
+                          names.name(g, thread)};
         }
         sortByXY(entries, scratch_ + starts_[thread], count);
         sortRuns(entries, entries + count);
@@ -105,13 +108,20 @@ private:
     GroupEntry* scratch_;
 };
 
+/// Where the groups of each owner start when those of all stand in a row, and where they end.
+template <int Width>
+std::vector<int> startsOf(const std::vector<GroupTable<Width>>& tables) {
+    std::vector<int> starts{0};
+    for (const GroupTable<Width>& table : tables)
+        starts.push_back(starts.back() + table.numGroups());
+    return starts;
+}
+
 /// All groups in key order.
 template <int Width>
 Array<GroupEntry> sortGroups(const std::vector<GroupTable<Width>>& tables,
                              qvUtil::ThreadPool& pool) {
-    std::vector<int> starts{0};
-    for (const GroupTable<Width>& table : tables)
-        starts.push_back(starts.back() + table.numGroups());
+    std::vector<int> starts = startsOf(tables);
     Array<GroupEntry> entries(starts.back());
     Array<GroupEntry> scratch(starts.back());
     SortGroupsAlg<Width> sort(tables, starts, entries.data(), scratch.data());
@@ -135,34 +145,47 @@ Array<GroupEntry> sortGroups(const std::vector<GroupTable<Width>>& tables,
     return entries;
 }
 
-/// What the sorted groups say: the new index of each group by name, and for each new index the
-/// vertex that stands for it.
-struct GroupNumbers {
-    Array<int> newIndexOfGroup;
-    Array<int> survivors;
-};
+/// What the sorted groups say: the new index of every group, and for each new index the vertex
+/// that stands for it.
+class GroupNumbers {
+public:
+    template <int Width>
+    GroupNumbers(const std::vector<GroupTable<Width>>& tables, const Array<GroupEntry>& sorted)
+        : names_(static_cast<int>(tables.size())),
+          starts_(startsOf(tables)),
+          newIndices_(sorted.size()),
+          survivors_(sorted.size()) {
+        constexpr int kAhead = 16; // entries by which memory is asked for in advance
+        const GroupOrder<Width> order(tables);
+        int count = 0;
+        for (int i = 0; i < sorted.size(); ++i) {
+            const GroupEntry& ahead = sorted[std::min(i + kAhead, sorted.size() - 1)];
+            __builtin_prefetch(&order.groupOf(ahead));
+            __builtin_prefetch(&newIndices_[placeOf(ahead.group)], 1);
 
-template <int Width>
-GroupNumbers numberGroups(const std::vector<GroupTable<Width>>& tables,
-                          const Array<GroupEntry>& sorted) {
-    const GroupOrder<Width> order(tables);
-    const int owners = static_cast<int>(tables.size());
-    int largest = 0;
-    for (const GroupTable<Width>& table : tables)
-        largest = std::max(largest, table.numGroups());
-
-    GroupNumbers numbers{Array<int>(largest * owners), Array<int>(sorted.size())};
-    int count = 0;
-    for (int i = 0; i < sorted.size(); ++i) {
-        const int last = order.groupOf(sorted[i]).last;
-        if (i > 0 && order.areTwins(sorted[i - 1], sorted[i]))
-            numbers.survivors[count - 1] = std::max(numbers.survivors[count - 1], last);
-        else
-            numbers.survivors[count++] = last;
-        numbers.newIndexOfGroup.data()[sorted[i].group] = count - 1;
+            const int last = order.groupOf(sorted[i]).last;
+            if (i > 0 && order.areTwins(sorted[i - 1], sorted[i]))
+                survivors_[count - 1] = std::max(survivors_[count - 1], last);
+            else
+                survivors_[count++] = last;
+            newIndices_[placeOf(sorted[i].group)] = count - 1;
+        }
+        survivors_.resize(count);
     }
-    numbers.survivors.resize(count);
-    return numbers;
-}
+
+    int newIndexOf(std::uint32_t name) const { return newIndices_[placeOf(name)]; }
+
+    Array<int>& survivors() { return survivors_; }
+
+private:
+    int placeOf(std::uint32_t name) const {
+        return starts_[names_.ownerOf(name)] + names_.groupOf(name);
+    }
+
+    GroupNames names_;
+    std::vector<int> starts_; // by owner
+    Array<int> newIndices_;
+    Array<int> survivors_;
+};
 
 } // namespace qvGeom::detail

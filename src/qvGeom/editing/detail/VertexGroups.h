@@ -1,8 +1,9 @@
 /// \file
-/// Groups vertices by equal keys and numbers the groups in key order.
+/// Groups vertices by equal keys.
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <vector>
 
@@ -28,38 +29,33 @@ class GroupTable {
 public:
     /// `expected` is a guess at the number of groups; any value works.
     void reset(int expected) {
-        groups_.resize(0);
-        groups_.resize(expected);
-        slots_.resize(0);
-        slots_.resize(slotsFor(expected) + kLongestProbe);
         numGroups_ = 0;
+        groups_.resize(0);
+        resizeGroups(expected);
+        Array<Slot>().swap(slots_);
+        growSlots(expected);
     }
 
-    void prefetchSlot(std::uint32_t hash) const {
-        __builtin_prefetch(slots_.data() + homeOf(hash));
-    }
+    void prefetchSlot(std::uint32_t hash) const { __builtin_prefetch(slotAt_ + homeOf(hash)); }
 
     void prefetchGroup(std::uint32_t hash) const {
-        const Slot& home = slots_.data()[homeOf(hash)];
+        const Slot& home = slotAt_[homeOf(hash)];
         if (home.hash == hash && home.groupPlusOne != 0)
-            __builtin_prefetch(groups_.data() + home.groupPlusOne - 1);
+            __builtin_prefetch(groupAt_ + home.groupPlusOne - 1);
     }
 
     /// The group of `key`, made where there is none. A key with NaN always makes its own.
     int groupOf(const VertexKey<Width>& key, std::uint32_t hash, int vertex) {
-        if (hasNaN<Width>(key))
-            return addGroup(key, vertex);
-        const Slot* const slots = slots_.data();
-        const std::size_t home = homeOf(hash);
-        for (std::size_t s = home; s < home + kLongestProbe; ++s) {
-            if (slots[s].groupPlusOne == 0)
-                return addGroupAt(s, key, hash, vertex);
-            if (slots[s].hash != hash)
+        Slot* slot = slotAt_ + homeOf(hash);
+        for (const Slot* const end = slot + kLongestProbe; slot != end; ++slot) {
+            if (slot->groupPlusOne == 0)
+                return addGroupAt(*slot, key, hash, vertex);
+            if (slot->hash != hash)
                 continue;
-            VertexGroup<Width>& group = groups_.data()[slots[s].groupPlusOne - 1];
+            VertexGroup<Width>& group = groupAt_[slot->groupPlusOne - 1];
             if (areEqual<Width>(group.key, key)) {
                 group.last = std::max(group.last, vertex);
-                return static_cast<int>(slots[s].groupPlusOne) - 1;
+                return static_cast<int>(slot->groupPlusOne) - 1;
             }
         }
         return addGroup(key, vertex);
@@ -69,7 +65,7 @@ public:
 
     int numGroups() const { return numGroups_; }
 
-    const VertexGroup<Width>& operator[](std::size_t group) const { return groups_.data()[group]; }
+    const VertexGroup<Width>& operator[](int group) const { return groupAt_[group]; }
 
 private:
     struct Slot {
@@ -78,59 +74,96 @@ private:
     };
 
     static constexpr int kLongestProbe = 64;
+    static constexpr double kMostElements = 2.0e9;
 
-    // At 2.4 slots a group, growing again at 1.6, a probe is short and memory small.
-    static int slotsFor(int groups) { return static_cast<int>(std::min(2.4 * groups + 64, 2.0e9)); }
+    static int limited(double size) { return static_cast<int>(std::min(size, kMostElements)); }
 
     /// Slots stand in the order of their hashes, so that a larger table is filled front to back.
     std::size_t homeOf(std::uint32_t hash) const {
-        const auto homes = static_cast<std::uint64_t>(slots_.size() - kLongestProbe);
-        return static_cast<std::size_t>(hash * homes >> 32);
+        return static_cast<std::size_t>(hash * numHomes_ >> 32);
     }
 
     int addGroup(const VertexKey<Width>& key, int vertex) {
         if (numGroups_ == groups_.size())
-            groups_.resize(static_cast<int>(
-                std::min<std::int64_t>(std::int64_t{3} * numGroups_ / 2 + 64, 2147483000)));
-        groups_.data()[numGroups_] = {key, vertex};
+            resizeGroups(limited(1.5 * numGroups_ + 64));
+        groupAt_[numGroups_] = {key, vertex};
         return numGroups_++;
     }
 
-    int addGroupAt(std::size_t slot, const VertexKey<Width>& key, std::uint32_t hash, int vertex) {
+    /// Makes a group that look-ups find, unless its key has NaN: that one equals nothing.
+    int addGroupAt(Slot& slot, const VertexKey<Width>& key, std::uint32_t hash, int vertex) {
         const int group = addGroup(key, vertex);
-        slots_.data()[slot] = {hash, static_cast<std::uint32_t>(group) + 1};
-        if (1.6 * numGroups_ + 64 > slots_.size())
-            growSlots();
+        if (hasNaN<Width>(key))
+            return group;
+        slot = {hash, static_cast<std::uint32_t>(group) + 1};
+        if (numGroups_ > mostGroups_)
+            growSlots(limited(1.5 * numGroups_));
         return group;
     }
 
-    void growSlots() {
-        Array<Slot> old(slotsFor(static_cast<int>(std::min(1.5 * numGroups_, 1.2e9))) +
-                        kLongestProbe);
+    void resizeGroups(int size) {
+        groups_.resize(size);
+        groupAt_ = groups_.data();
+    }
+
+    /// Makes room for `numGroups` groups, 2.4 slots for each; at 1.6 it is time to grow again.
+    /// Short probes are bought with memory here.
+    void growSlots(int numGroups) {
+        const int numHomes = limited(2.4 * numGroups + 64);
+        Array<Slot> old(numHomes + kLongestProbe);
         old.swap(slots_);
-        Slot* const slots = slots_.data();
+        slotAt_ = slots_.data();
+        numHomes_ = static_cast<std::uint64_t>(numHomes);
+        mostGroups_ = static_cast<int>(numHomes / 1.6);
         for (const Slot& slot : old) {
-            if (slot.groupPlusOne == 0)
-                continue;
-            std::size_t s = homeOf(slot.hash);
-            const std::size_t end = s + kLongestProbe;
-            while (s < end && slots[s].groupPlusOne != 0)
-                ++s;
-            if (s < end)
-                slots[s] = slot;
+            if (slot.groupPlusOne != 0)
+                moveIn(slot);
         }
+    }
+
+    void moveIn(const Slot& slot) {
+        Slot* free = slotAt_ + homeOf(slot.hash);
+        const Slot* const end = free + kLongestProbe;
+        while (free != end && free->groupPlusOne != 0)
+            ++free;
+        if (free != end)
+            *free = slot;
     }
 
     Array<VertexGroup<Width>> groups_;
     Array<Slot> slots_;
     int numGroups_ = 0;
+    int mostGroups_ = 0; // that the slots are meant for
+    // What look-ups read, beside the arrays it belongs to: they are too many to ask an array.
+    VertexGroup<Width>* groupAt_ = nullptr;
+    Slot* slotAt_ = nullptr;
+    std::uint64_t numHomes_ = 0;
 };
 
-/// What a group of one owner is called among those of all.
-inline std::uint32_t nameOfGroup(int group, int owner, int owners) {
-    return static_cast<std::uint32_t>(group) * static_cast<std::uint32_t>(owners) +
-           static_cast<std::uint32_t>(owner);
-}
+/// How the groups of several owners are named: owner and number in one word.
+class GroupNames {
+public:
+    explicit GroupNames(int owners)
+        : ownerBits_(std::bit_width(static_cast<unsigned>(owners - 1))) {}
+
+    /// Whether every group of `numVertices` vertices can have a name.
+    bool suffice(int numVertices) const {
+        return static_cast<std::uint64_t>(numVertices) << ownerBits_ <= std::uint64_t{1} << 32;
+    }
+
+    std::uint32_t name(int group, int owner) const {
+        return static_cast<std::uint32_t>(group) << ownerBits_ | static_cast<std::uint32_t>(owner);
+    }
+
+    int ownerOf(std::uint32_t name) const {
+        return static_cast<int>(name & ((1U << ownerBits_) - 1));
+    }
+
+    int groupOf(std::uint32_t name) const { return static_cast<int>(name >> ownerBits_); }
+
+private:
+    int ownerBits_;
+};
 
 /// Puts every vertex into its group. Each thread owns the keys of one range of hashes and reads
 /// all vertices, so that no two threads ever look for the same key.
@@ -202,11 +235,11 @@ private:
     }
 
     void lookUp(const Batch& batch, int thread, int numThreads) {
+        const GroupNames names(numThreads);
         GroupTable<Width>& table = tables_[thread];
         for (int i = 0; i < batch.count; ++i) {
             const int group = table.groupOf(batch.keys[i], batch.hashes[i], batch.vertices[i]);
-            groupOfVertex_[batch.vertices[i]] =
-                static_cast<int>(nameOfGroup(group, thread, numThreads));
+            groupOfVertex_[batch.vertices[i]] = static_cast<int>(names.name(group, thread));
         }
     }
 

@@ -15,10 +15,12 @@ namespace qvGeom::detail {
 inline constexpr std::uint32_t kNaNWord = ~std::uint32_t{0};
 
 /// Maps a float to a word so that words compare as the floats do: -0 and +0 to the same, NaN last.
+/// Integers only, so that compilers turn a row of them into vector code.
 inline std::uint32_t orderedWord(float value) {
     const auto bits = std::bit_cast<std::uint32_t>(value + 0.0F); // -0 + 0 is +0
     const std::uint32_t flip = (0U - (bits >> 31)) | 0x80000000U;
-    return value == value ? bits ^ flip : kNaNWord;
+    const bool isNaN = bits << 1 > 0xff000000U;
+    return (bits ^ flip) | (0U - static_cast<std::uint32_t>(isNaN));
 }
 
 /// A key of `Width` floats: 3 for the position, 6 with the normal, 8 with the UV too.

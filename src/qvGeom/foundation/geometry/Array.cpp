@@ -8,7 +8,7 @@ namespace qvGeom::detail {
 namespace {
 
 constexpr std::size_t kHugeFrom = std::size_t{4} << 20;
-constexpr std::uintptr_t kPage = 4096;
+constexpr std::size_t kPage = 4096;
 
 } // namespace
 
@@ -19,10 +19,9 @@ void* allocateZeroed(std::size_t bytes) {
     if (bytes >= kHugeFrom) {
         // First touch of a large block is most of what it costs; huge pages make it cheap. Only
         // whole pages of our own may be advised, and a refusal changes nothing.
-        const auto start = reinterpret_cast<std::uintptr_t>(memory);
-        const std::uintptr_t first = (start + kPage - 1) / kPage * kPage;
-        const std::uintptr_t last = (start + bytes) / kPage * kPage;
-        static_cast<void>(madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE));
+        const std::size_t toFirstPage = (0 - reinterpret_cast<std::uintptr_t>(memory)) % kPage;
+        const std::size_t length = (bytes - toFirstPage) / kPage * kPage;
+        static_cast<void>(madvise(static_cast<char*>(memory) + toFirstPage, length, MADV_HUGEPAGE));
     }
     return memory;
 }

@@ -44,6 +44,7 @@ public:
     /// `size` zeroed elements; none for a size below 1.
     explicit Array(int size) { resize(size); }
 
+    /// A copy is on the heap, also one of elements that a host stores.
     Array(const Array& other) { copyFrom(other); }
 
     Array(Array&& other) noexcept { swap(other); }

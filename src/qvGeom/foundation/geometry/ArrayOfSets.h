@@ -16,8 +16,8 @@ public:
     /// Room for `sets` offsets and `members` members, all zero; the caller fills them.
     ArrayOfSets(int sets, int members);
 
-    /// Replaces the sets by those of `pairs`: set and member alternate, `pairs` of each. Members
-    /// keep the order of their pairs.
+    /// Replaces the sets by those that `pairs` pairs describe, a set and then a member each.
+    /// Members keep the order of their pairs.
     void assignFromPairs(int sets, int pairs, const int* setsAndMembers);
     /// Replaces the sets by the inverse of `other`: set m holds, ascending, the sets of `other`
     /// that m is a member of, once for each time it is.

@@ -54,7 +54,7 @@ public:
     /// Keeps the first triangles, and their normals, and zeroes new ones. The selection stays.
     void resizeTriangleArray(int numTriangles);
     /// Replaces the triangles by `numTriangles` times three corners; triangle normals follow as
-    /// when resizing.
+    /// when resizing, and the selection stays.
     void copyTriangles(int numTriangles, const int* corners);
     /// Makes zeroed triangle normals unless there are some; returns them, null without triangles.
     MeshNormal* allocTriangleNormalArray();

@@ -24,8 +24,8 @@ namespace qvGeom {
 
 /// Positions, and beside them optional normals, UVs, STs and colours, one each per vertex; a
 /// vertex selection; and named attributes. Pointers stay valid until their channel is resized,
-/// swapped or deleted; typed and raw ones alias. Copies, assignments and swaps move data only:
-/// listeners stay with the object, and nothing is announced.
+/// replaced, swapped or deleted; typed and raw ones alias. Copies, assignments and swaps move data
+/// only: listeners stay with the object, and nothing is announced.
 class QVGEOM_API PointMesh : public qvRTB::Entity {
 public:
     /// The names of the built-in channels in change notices.
