@@ -1,6 +1,7 @@
 #include "qvGeom/topology/GeomBoundary.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <vector>
 
 #include "qvGeom/foundation/geometry/BitVector.h"

@@ -20,6 +20,9 @@ public:
         std::iota(array_.begin(), array_.end(), 0);
     }
 
+    VertexSets(const VertexSets&) = delete;
+    VertexSets& operator=(const VertexSets&) = delete;
+
     void unite(int a, int b, int c) {
         a = parent_[a];
         b = parent_[b];
@@ -56,19 +59,17 @@ private:
     int* const parent_; // into it
 };
 
-/// The sets of vertices that triangles join, flattened.
-VertexSets unitedByTriangles(const CompactMesh& mesh) {
+/// Unites the corners of every triangle and leaves the sets flat.
+void uniteByTriangles(const CompactMesh& mesh, VertexSets& sets) {
     const MeshTriangle* const triangles = mesh.getTriangles();
     const int numTriangles = mesh.getNumTriangles();
-    VertexSets sets(mesh.getNumVertices());
     // Half of the triangles join nearly all there is to join. Once their trees are flat, the
     // other half has little left to do but look.
-    for (int first : {0, 1}) {
+    for (const int first : {0, 1}) {
         for (int t = first; t < numTriangles; t += 2)
             sets.unite(triangles[t][0], triangles[t][1], triangles[t][2]);
         sets.flatten();
     }
-    return sets;
 }
 
 /// Numbers the components by their lowest triangle; the trees of unused vertices get -1.
@@ -100,7 +101,8 @@ int meshComponents(const CompactMesh& mesh, const MeshAdjTris& adjTris,
     qvOS::StopWatch watch;
     watch.start();
 
-    const VertexSets sets = unitedByTriangles(mesh);
+    VertexSets sets(numVertices);
+    uniteByTriangles(mesh, sets);
     int numComponents = 0;
     for (int v = 0; v < numVertices; ++v)
         numComponents += sets.isRoot(v) && adjTris.setSize(v) > 0;
