@@ -1,13 +1,10 @@
-// Every case runs an operation and the plain loop it is measured against in turns, and reports
-// the time of the first and, as "ratio", the best time of the first over the best of the second.
-// Cases are named by the number of triangles and by their order: 0 lattice, 1 shuffled.
+// Most cases run an operation and the plain loop it is measured against in turns. They are named
+// by the number of triangles and by their order: 0 lattice, 1 shuffled.
 
 #include <algorithm>
 #include <benchmark/benchmark.h>
-#include <chrono>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 #include <memory>
 #include <numeric>
 #include <optional>
@@ -26,6 +23,7 @@
 #include "qvGeom/topology/GeomBoundingBox.h"
 #include "qvGeom/topology/GeomComponents.h"
 
+#include "support/Measure.h"
 #include "support/MeshBuilders.h"
 
 namespace {
@@ -66,41 +64,12 @@ const Subject& subjectOf(const benchmark::State& state) {
     return *subject;
 }
 
-class Checksum {
-public:
-    void add(const int* first, const int* last) {
-        sum_ = std::accumulate(first, last, sum_, [](std::uint64_t sum, int value) {
-            return sum * 31 + static_cast<std::uint64_t>(value);
-        });
-    }
-
-    /// 32 bits of it: a counter is a double.
-    double value() const { return static_cast<double>((sum_ ^ sum_ >> 32) & 0xffffffff); }
-
-private:
-    std::uint64_t sum_ = 0;
-};
-
-template <class Work>
-double secondsOf(const Work& work) {
-    const auto start = std::chrono::steady_clock::now();
-    work();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
+/// Runs an operation and a plain loop in turns.
 template <class Operation, class Plain>
 void compare(benchmark::State& state, const Operation& operation, const Plain& plain) {
-    double best = std::numeric_limits<double>::infinity();
-    double bestPlain = best;
-    for (auto _ : state) {
-        const double seconds = secondsOf(operation);
-        state.SetIterationTime(seconds);
-        best = std::min(best, seconds);
-        bestPlain = std::min(bestPlain, secondsOf(plain));
-    }
-    state.counters["best_ms"] = 1e3 * best;
-    state.counters["plain_ms"] = 1e3 * bestPlain;
-    state.counters["ratio"] = best / bestPlain;
+    bench::runInTurns(
+        state, [&] { return bench::secondsOf(operation); },
+        [&] { return bench::secondsOf(plain); });
     state.SetItemsProcessed(state.iterations() * subjectOf(state).mesh.getNumTriangles());
 }
 
@@ -229,9 +198,9 @@ void adjTris(benchmark::State& state) {
     compare(
         state, [&] { meshAdjTris(mesh, result); },
         [&] { plain = std::make_unique<PlainAdjTris>(mesh); });
-    Checksum sum;
-    sum.add(result.offsets(), result.offsets() + result.numSets());
-    sum.add(result.list(), result.list() + result.numMembers());
+    bench::Checksum sum;
+    sum.add(result.offsets(), result.numSets());
+    sum.add(result.list(), result.numMembers());
     state.counters["checksum"] = sum.value();
     if (!std::equal(plain->offsets.begin(), plain->offsets.end(), result.offsets()) ||
         !std::equal(result.list(), result.list() + result.numMembers(), plain->list.get()))
@@ -246,8 +215,8 @@ void adjVertices(benchmark::State& state) {
         state, [&] { meshAdjVertices(subject.mesh, subject.adjTris, result); },
         [&] { plain = std::make_unique<PlainAdjVertices>(subject.mesh, subject.adjTris); });
     const int* const data = result.getVertices(0) - 1;
-    Checksum sum;
-    sum.add(data, data + plain->length);
+    bench::Checksum sum;
+    sum.add(data, plain->length);
     state.counters["checksum"] = sum.value();
     if (!std::equal(data, data + plain->length, plain->data.get()))
         state.SkipWithError("the plain loop gave another table");
@@ -258,19 +227,19 @@ void boundary(benchmark::State& state) {
     const CompactMesh& mesh = subjectOf(state).mesh;
     MeshBoundaries loops;
     for (auto _ : state) {
-        state.SetIterationTime(secondsOf([&] {
+        state.SetIterationTime(bench::secondsOf([&] {
             MeshAdjTris tris;
             MeshAdjVertices vertices;
             meshAdjTris(mesh, tris);
             meshAdjVertices(mesh, tris, vertices);
             const double seconds =
-                secondsOf([&] { meshComputeBoundary(mesh, tris, vertices, loops); });
+                bench::secondsOf([&] { meshComputeBoundary(mesh, tris, vertices, loops); });
             state.counters["loops_alone_ms"] = 1e3 * seconds;
         }));
     }
-    Checksum sum;
+    bench::Checksum sum;
     for (int loop = 0; loop < loops.size(); ++loop)
-        sum.add(loops.getStart(loop), loops.getEnd(loop));
+        sum.add(loops.getStart(loop), loops.getLength(loop));
     state.counters["checksum"] = sum.value();
     state.SetItemsProcessed(state.iterations() * mesh.getNumTriangles());
 }
@@ -282,8 +251,8 @@ void components(benchmark::State& state) {
     compare(
         state, [&] { meshComponents(subject.mesh, subject.adjTris, &result); },
         [&] { plain = plainComponents(subject.mesh); });
-    Checksum sum;
-    sum.add(result.begin(), result.end());
+    bench::Checksum sum;
+    sum.add(result.data(), result.size());
     state.counters["checksum"] = sum.value();
     if (!std::equal(plain.begin(), plain.end(), result.begin()))
         state.SkipWithError("the plain loop gave other components");
