@@ -27,7 +27,7 @@ enum class Answer : char { Mesh, Failure };
 // Ample for sound files: text formats take some fifty times their size while being read.
 constexpr rlim_t kMemory = 2ull << 30;
 constexpr rlim_t kMemoryPerByte = 100;
-constexpr rlim_t kSeconds = 60;
+constexpr rlim_t kSeconds = 10;
 constexpr rlim_t kBytesPerSecond = 1000 * 1000;
 
 void limitResource(decltype(RLIMIT_AS) resource, rlim_t limit) {

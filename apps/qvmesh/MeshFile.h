@@ -44,6 +44,8 @@ private:
 class OutputMesh {
 public:
     OutputMesh();
+    OutputMesh(const OutputMesh&) = delete;
+    OutputMesh& operator=(const OutputMesh&) = delete;
     ~OutputMesh();
 
     /// Declares the options that name the file and its format.

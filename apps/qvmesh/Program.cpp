@@ -46,6 +46,13 @@ std::string examplesOf(const Command& command) {
     return std::string("Examples:\n") + command.examples();
 }
 
+bool isCommand(const std::string& name) {
+    const Command* command = Command::first();
+    while (command && command->name() != name)
+        command = command->next();
+    return command;
+}
+
 qvUtil::Progress* interruptible = nullptr;
 
 /// Makes Ctrl-C and a polite kill cancel `progress` while it lives.
@@ -130,7 +137,7 @@ int runProgram(int argc, char** argv) {
     } catch (const CLI::Success& wanted) { // help and version
         return app.exit(wanted);
     } catch (const CLI::ParseError& error) {
-        if (argc > 1 && argv[1][0] != '-' && !app.get_subcommand_no_throw(argv[1]))
+        if (argc > 1 && argv[1][0] != '-' && !isCommand(argv[1]))
             return refuse(std::string("there is no command ") + argv[1]);
         return refuse(std::string(error.what()) + " ('qvmesh --help' shows the use)");
     }
