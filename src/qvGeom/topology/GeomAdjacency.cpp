@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <memory>
+#include <sys/mman.h>
 #include <utility>
 
 #include "qvGeom/foundation/base/Diagnostics.h"
@@ -93,7 +94,9 @@ void fillAdjTris(const CompactMesh& mesh, ArrayOfSets& sets) {
 }
 
 struct FreeZeroed {
-    void operator()(int* memory) const { detail::freeZeroed(memory); }
+    std::size_t bytes = 0;
+
+    void operator()(int* memory) const { detail::freeZeroed(memory, bytes); }
 };
 
 /// The neighbour blocks of one slice of the vertices, in memory of their own until the length of
@@ -127,9 +130,8 @@ void NeighbourBlocks::collect(const MeshTriangle* triangles, const MeshAdjTris& 
     const int* const listEnd = adjTris.end(slice.last - 1);
 
     // A vertex brings its count, and a triangle two neighbours at most.
-    const std::ptrdiff_t bound = slice.size() + 2 * (listEnd - tri);
-    blocks_.reset(
-        static_cast<int*>(detail::allocateZeroed(static_cast<std::size_t>(bound) * sizeof(int))));
+    const auto bound = static_cast<std::size_t>(slice.size() + 2 * (listEnd - tri)) * sizeof(int);
+    blocks_ = {static_cast<int*>(detail::allocateZeroed(bound)), FreeZeroed{bound}};
 
     // By vertex: one more than the last vertex that it was found to be a neighbour of.
     Array<int> markArray(adjTris.numSets());
@@ -154,6 +156,20 @@ void NeighbourBlocks::collect(const MeshTriangle* triangles, const MeshAdjTris& 
         maxValence_ = std::max(maxValence_, count);
     }
     length_ = static_cast<int>(block - blocks_.get());
+}
+
+/// Memory of `count` ints, not set to anything, on huge pages where it is large: page by page, its
+/// first touch would cost as much as all the work on it.
+std::unique_ptr<int[]> makeInts(int count) {
+    constexpr std::size_t kLargeFrom = std::size_t{4} << 20;
+    constexpr std::size_t kPage = 4096;
+    auto ints = std::make_unique_for_overwrite<int[]>(static_cast<std::size_t>(count));
+    std::size_t bytes = static_cast<std::size_t>(count) * sizeof(int);
+    void* start = ints.get();
+    if (bytes >= kLargeFrom && std::align(kPage, kPage, start, bytes))
+        static_cast<void>(
+            madvise(start, bytes / kPage * kPage, MADV_HUGEPAGE)); // no harm if refused
+    return ints;
 }
 
 /// Whether the triangle has a directed edge from `a` to `b`.
@@ -188,7 +204,7 @@ void meshAdjVertices(const CompactMesh& mesh, const MeshAdjTris& adjTris, MeshAd
     watch.start();
     const int numVertices = mesh.getNumVertices();
     const int parts = numPartsFor(numVertices);
-    auto offsets = std::make_unique_for_overwrite<int[]>(static_cast<std::size_t>(numVertices));
+    auto offsets = makeInts(numVertices);
     std::vector<NeighbourBlocks> blocks(static_cast<std::size_t>(parts));
     forEachPart(parts, [&](int part) {
         blocks[part].collect(mesh.getTriangles(), adjTris,
@@ -204,7 +220,7 @@ void meshAdjVertices(const CompactMesh& mesh, const MeshAdjTris& adjTris, MeshAd
         maxValence = std::max(maxValence, b.maxValence());
     }
 
-    auto data = std::make_unique_for_overwrite<int[]>(static_cast<std::size_t>(length));
+    auto data = makeInts(length);
     forEachPart(parts, [&](int part) {
         blocks[part].copyTo(data.get() + starts[part]);
         for (const int v : qvUtil::sliceOf(numVertices, part, parts))

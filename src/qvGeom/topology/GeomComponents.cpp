@@ -22,6 +22,7 @@ public:
 
     VertexSets(const VertexSets&) = delete;
     VertexSets& operator=(const VertexSets&) = delete;
+    ~VertexSets() = default;
 
     void unite(int a, int b, int c) {
         a = parent_[a];

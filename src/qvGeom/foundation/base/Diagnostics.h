@@ -19,6 +19,7 @@ public:
     DebugChannel() = default;
     DebugChannel(const DebugChannel&) = delete;
     DebugChannel& operator=(const DebugChannel&) = delete;
+    ~DebugChannel() = default;
 
     /// Prints like printf when the channel is on and does nothing otherwise.
     __attribute__((format(printf, 2, 3))) void print(const char* format, ...);
@@ -27,7 +28,8 @@ public:
 
     void setEnabled(bool enabled) { enabled_.store(enabled, std::memory_order_relaxed); }
 
-    /// Sends every text to `sink` as printed; null restores standard error.
+    /// Sends every text to `sink` as printed, on the thread that prints it; null restores
+    /// standard error.
     void setSink(Sink sink, void* user);
 
 private:
@@ -47,13 +49,15 @@ public:
     AppOutput() = default;
     AppOutput(const AppOutput&) = delete;
     AppOutput& operator=(const AppOutput&) = delete;
+    ~AppOutput() = default;
 
     static AppOutput& getInstance();
 
     __attribute__((format(printf, 2, 3))) void info(const char* format, ...);
     __attribute__((format(printf, 2, 3))) void error(const char* format, ...);
 
-    /// Sends every text to `sink` as printed; null restores the default output.
+    /// Sends every text to `sink` as given, with no line end added, on the thread that
+    /// prints it; null restores the default output.
     void setSink(Sink sink, void* user);
 
 private:

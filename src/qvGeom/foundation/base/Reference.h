@@ -63,8 +63,13 @@ public:
             object_->unref();
     }
 
-    Reference& operator=(Reference other) noexcept {
-        swap(other);
+    Reference& operator=(const Reference& other) {
+        Reference(other).swap(*this);
+        return *this;
+    }
+
+    Reference& operator=(Reference&& other) noexcept {
+        Reference(std::move(other)).swap(*this);
         return *this;
     }
 

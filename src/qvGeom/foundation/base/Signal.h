@@ -113,6 +113,7 @@ public:
 
     SignalClient(const SignalClient&) {}
 
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): nothing is assigned
     SignalClient& operator=(const SignalClient&) { return *this; }
 
     virtual ~SignalClient();

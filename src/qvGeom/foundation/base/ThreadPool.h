@@ -20,9 +20,10 @@ class ThreadedChunkAlg;
 /// finished. Runs of several callers follow one another, except on a pool of one
 /// thread, where each caller works for itself. A run made from inside another run
 /// executes on the thread that makes it, one thread index after the other, and
-/// gives the same result. An exception of a work function is rethrown to
-/// the caller after all threads have finished, that of the lowest thread index if
-/// there are several; `finalize` is then not called.
+/// gives the same result. An exception of a work function is rethrown to the caller
+/// after all threads have finished, that of the lowest thread index if there are
+/// several; where one thread does all the work, it ends the run at once. `finalize`
+/// is then not called. Workers block all signals, and a forked child makes its own.
 class QVGEOM_API ThreadPool {
 public:
     /// The pool that algorithms run on, with one thread per processor unless the

@@ -62,13 +62,9 @@ void ThreadedAlgBase::forward() {
     progress_->set(done / numUnits_);
 }
 
-ThreadedAlg::~ThreadedAlg() = default;
-
 void ThreadedAlg::initialize(int /*numThreads*/) {}
 
 void ThreadedAlg::finalize() {}
-
-ThreadedChunkAlg::~ThreadedChunkAlg() = default;
 
 void ThreadedChunkAlg::initialize(int /*numThreads*/) {}
 

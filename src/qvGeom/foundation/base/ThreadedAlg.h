@@ -109,7 +109,7 @@ private:
 /// An algorithm that works on one slice per thread.
 class QVGEOM_API ThreadedAlg : public ThreadedAlgBase {
 public:
-    ~ThreadedAlg() override;
+    ~ThreadedAlg() override = default;
 
     /// Called on the calling thread before the work; sizes per-thread results.
     virtual void initialize(int numThreads);
@@ -129,7 +129,7 @@ class QVGEOM_API ThreadedChunkAlg : public ThreadedAlgBase {
 public:
     explicit ThreadedChunkAlg(int chunks) : chunks_(chunks) {}
 
-    ~ThreadedChunkAlg() override;
+    ~ThreadedChunkAlg() override = default;
 
     /// Called on the calling thread before the work; sizes per-thread results.
     virtual void initialize(int numThreads);

@@ -28,9 +28,11 @@ public:
 
 namespace detail {
 
-/// Zeroed memory for `bytes` bytes, backed by huge pages where it is large. Throws std::bad_alloc.
+/// Zeroed memory for `bytes` bytes. A large block lies on huge pages and goes back to the system
+/// as soon as it is freed. Throws std::bad_alloc.
 QVGEOM_API void* allocateZeroed(std::size_t bytes);
-QVGEOM_API void freeZeroed(void* memory) noexcept;
+/// Frees a block of allocateZeroed; `bytes` is what was asked for. Null does nothing.
+QVGEOM_API void freeZeroed(void* memory, std::size_t bytes) noexcept;
 
 } // namespace detail
 
@@ -64,7 +66,7 @@ public:
         if (storage_)
             storage_->release();
         else
-            freeBlock(block_);
+            freeBlock(block_, size_);
     }
 
     /// Keeps the first min(old, new) elements and zeroes the rest. The same size does nothing;
@@ -108,17 +110,20 @@ private:
 
     T* block() const { return storage_ ? storage_->block() : block_; }
 
-    static T* makeBlock(int size) {
-        const std::size_t slots = static_cast<std::size_t>(size) + 2;
-        if constexpr (kPlain)
-            return static_cast<T*>(detail::allocateZeroed(slots * sizeof(T)));
-        else
-            return new T[slots]();
+    static std::size_t bytesOf(int size) {
+        return (static_cast<std::size_t>(size) + 2) * sizeof(T);
     }
 
-    static void freeBlock(T* block) noexcept {
+    static T* makeBlock(int size) {
         if constexpr (kPlain)
-            detail::freeZeroed(block);
+            return static_cast<T*>(detail::allocateZeroed(bytesOf(size)));
+        else
+            return new T[static_cast<std::size_t>(size) + 2]();
+    }
+
+    static void freeBlock(T* block, int size) noexcept {
+        if constexpr (kPlain)
+            detail::freeZeroed(block, bytesOf(size));
         else
             delete[] block;
     }
@@ -149,7 +154,7 @@ void Array<T>::resize(int size) {
     T* const fresh = size > 0 ? makeBlock(size) : nullptr;
     if (fresh && block_)
         std::move(block_ + 1, block_ + 1 + std::min(size, size_), fresh + 1);
-    freeBlock(block_);
+    freeBlock(block_, size_);
     block_ = fresh;
     size_ = size;
 }

@@ -16,7 +16,8 @@ namespace qvGeom {
 /// infinity; far corners that would lie at or beyond infinity stand 1e30 units
 /// along their edge instead. A face whose half-space holds everything, or
 /// nothing definite, has a zero normal, over which no point lies. A singular or
-/// non-finite matrix has no corners: all are NaN, which no comparison rejects.
+/// non-finite matrix has no corners: all are NaN, and tests against it, which look
+/// for a reason to reject, let everything pass.
 class QVGEOM_API Frustum {
 public:
     /// A bounding plane: every point of the volume is on it or below it.
