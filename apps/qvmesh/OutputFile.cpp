@@ -23,7 +23,7 @@ OutputFile::OutputFile(const std::string& target) : target_(target), path_(targe
     if (fs::exists(status) && !fs::is_regular_file(status))
         return;
 
-    const fs::path place = fs::weakly_canonical(target, error);
+    const fs::path place = fs::weakly_canonical(fs::absolute(target, error), error);
     const fs::path folder = place.parent_path();
     if (error || !fs::is_directory(folder, error))
         fail("there is no such directory");
