@@ -1,6 +1,8 @@
 #include "qvGeom/topology/GeomArea.h"
 
+#include <cmath>
 #include <gtest/gtest.h>
+#include <limits>
 #include <list>
 #include <vector>
 
@@ -39,6 +41,9 @@ TEST(MeshArea, measuresTheChannelAskedFor) {
     EXPECT_EQ(meshArea(placed(mesh), qvGeom::UVs), 0.0F);
     EXPECT_EQ(meshArea(placed(mesh), qvGeom::STs), 0.0F);
     EXPECT_EQ(meshArea(MeshPlacement(), qvGeom::Positions), 0.0F);
+    CompactMesh endless = unitTriangle();
+    endless.getVertices()[1].x = std::numeric_limits<float>::infinity();
+    EXPECT_TRUE(std::isnan(meshArea(placed(endless), qvGeom::Positions))); // the matrix has zeros
 
     mesh.allocUVArray()[1] = {0, 4}; // the image lies the other way round
     mesh.getUVs()[2] = {3, 0};

@@ -35,15 +35,26 @@ struct EdgeBlock {
         acZ[i] = widen(c.z) - widen(a.z);
     }
 
-    /// Writes twice the area of every triangle of the block, placed by `transform`.
-    void doubleAreas(const AffineMatrix& transform, double* areas) const {
+    /// Writes twice the area of every triangle of the block, its edges mapped by `map`.
+    template <class Map>
+    void doubleAreas(const Map& map, double* areas) const {
         for (int i = 0; i < kSize; ++i) {
-            const Vector ab = Vector{abX[i], abY[i], abZ[i]} * transform;
-            const Vector ac = Vector{acX[i], acY[i], acZ[i]} * transform;
+            const Vector ab = map(Vector{abX[i], abY[i], abZ[i]});
+            const Vector ac = map(Vector{acX[i], acY[i], acZ[i]});
             areas[i] = cross(ab, ac).length();
         }
     }
 };
+
+bool keepsVectors(const AffineMatrix& a) {
+    for (int row = 0; row < 3; ++row) {
+        for (int column = 0; column < 3; ++column) {
+            if (a.m[row][column] != (row == column))
+                return false;
+        }
+    }
+    return true;
+}
 
 Point2Flt pairOf(const MeshUV& uv) { return {uv.u, uv.v}; }
 
@@ -89,9 +100,20 @@ private:
     }
 
     double sumInSpace(const qvUtil::IndexRange& slice) const {
+        const AffineMatrix transform = transform_;
+        // The identity changes no edge but one that is not finite, which leaves a sum like itself.
+        if (keepsVectors(transform)) {
+            const double sum = sumInSpace(slice, [](const Vector& edge) { return edge; });
+            if (std::isfinite(sum))
+                return sum;
+        }
+        return sumInSpace(slice, [&](const Vector& edge) { return edge * transform; });
+    }
+
+    template <class Map>
+    double sumInSpace(const qvUtil::IndexRange& slice, const Map& map) const {
         const MeshTriangle* const triangles = mesh_.getTriangles();
         const MeshVertex* const vertices = mesh_.getVertices();
-        const AffineMatrix transform = transform_;
         EdgeBlock edges{};
         double areas[EdgeBlock::kSize];
         double sum = 0;
@@ -101,7 +123,7 @@ private:
                 const MeshTriangle& tri = triangles[first + i];
                 edges.set(i, vertices[tri[0]], vertices[tri[1]], vertices[tri[2]]);
             }
-            edges.doubleAreas(transform, areas);
+            edges.doubleAreas(map, areas);
             for (int i = 0; i < count; ++i)
                 sum += areas[i];
         }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 #include "qvGeom/foundation/geometry/BitVector.h"
@@ -24,8 +25,12 @@ bool isInterior(int v, const MeshAdjTris& adjTris, const MeshAdjVertices& adjVer
 BitVector findPossibleStarts(const MeshAdjTris& adjTris, const MeshAdjVertices& adjVertices) {
     const int numVertices = adjVertices.numVertices();
     BitVector starts(numVertices);
+    const int* const offsets = adjTris.offsets();
+    int begin = 0;
     for (int v = 0; v < numVertices; ++v) {
-        if (isInterior(v, adjTris, adjVertices))
+        const int end = v + 1 < numVertices ? offsets[v + 1] : adjTris.numMembers();
+        const int numTris = end - std::exchange(begin, end);
+        if (adjVertices.getCount(v) == numTris) // interior
             continue;
         starts.set(v); // for a degenerate triangle, which joins a vertex to itself
         starts.setBits(adjVertices.getCount(v), adjVertices.getVertices(v));
