@@ -79,7 +79,7 @@ TEST(MeshAdjTris, takesOverAndCopiesThroughAMap) {
 TEST(MeshAdjVertices, copiesAndSwapsWithoutTouchingReferences) {
     using qvGeom::MeshAdjVertices;
     const qv::Reference<MeshAdjVertices> held(
-        new MeshAdjVertices(2, 2, new int[2]{0, 3}, new int[5]{2, 1, 5, 1, 0}));
+        new MeshAdjVertices(2, 2, new int[2]{2, 0}, new int[5]{1, 0, 2, 1, 5}));
     MeshAdjVertices copy = *held;
     MeshAdjVertices other;
     other.swap(copy);

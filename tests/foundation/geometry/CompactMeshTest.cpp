@@ -101,6 +101,19 @@ TEST(CompactMesh, copiesFromItself) {
     EXPECT_EQ(mesh.getNumTriangles(), 1);
 }
 
+TEST(CompactMesh, copiesOfTheSameSizeKeepTheBlocks) {
+    CompactMesh mesh = test::strip(2);
+    const qvGeom::MeshVertex* const vertices = mesh.getVertices();
+    const qvGeom::MeshTriangle* const triangles = mesh.getTriangles();
+    const CompactMesh other = test::grid(1, 1);
+    mesh.copyVertices(4, other.getVertices());
+    mesh.copyTriangles(2, other.getTrianglesRaw());
+    EXPECT_EQ(mesh.getVertices(), vertices);
+    EXPECT_EQ(mesh.getTriangles(), triangles);
+    EXPECT_EQ(vertices[3].x + vertices[3].y, 2);
+    EXPECT_EQ(triangles[1][2], 2);
+}
+
 TEST(CompactMesh, copyAssignAndSwapMoveDataButNotListeners) {
     CompactMesh first = meshWithChannels();
     CompactMesh second = test::bowTie();

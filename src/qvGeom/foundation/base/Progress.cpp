@@ -6,6 +6,8 @@
 namespace qvUtil {
 namespace {
 
+constexpr double kRoundingOfShares = 1e-12;
+
 double clampToUnit(double value, double valueOfNan) {
     return std::isnan(value) ? valueOfNan : std::clamp(value, 0.0, 1.0);
 }
@@ -18,7 +20,12 @@ Progress::~Progress() {
         child->parent_ = nullptr;
 }
 
-void Progress::set(double fraction) { moveTo(clampToUnit(fraction, fraction_), Notify::Yes); }
+void Progress::set(double fraction) {
+    const double clamped = clampToUnit(fraction, fraction_);
+    if (clamped == 0)
+        delegated_ = 0;
+    moveTo(clamped, Notify::Yes);
+}
 
 void Progress::setCaption(const char* caption) {
     const std::string text = caption ? caption : "";
@@ -41,6 +48,8 @@ void Progress::subPhase(double share, Progress& sub) {
     sub.share_ = std::min(clampToUnit(share, 0.0), 1.0 - delegated_);
     sub.delegated_ = 0;
     delegated_ += sub.share_;
+    if (1.0 - delegated_ < kRoundingOfShares)
+        delegated_ = 1.0;
     sub.moveTo(0, Notify::No);
 }
 

@@ -26,7 +26,8 @@ public:
     Progress& operator=(const Progress&) = delete;
     virtual ~Progress();
 
-    /// Moves to `fraction`, clamped to [0, 1]; NaN keeps the present fraction.
+    /// Moves to `fraction`, clamped to [0, 1]; NaN keeps the present fraction. A call with
+    /// 0 begins anew: the whole range can be delegated again.
     void set(double fraction);
 
     /// Sets the caption here and in every ancestor; null gives the empty caption.
@@ -35,7 +36,7 @@ public:
     /// Delegates the next `share` of this range to `sub`, which starts again at 0
     /// with nothing of its own range delegated. This progress moves to the start of
     /// the share at once, without a callback. Shares follow one another, whatever
-    /// `set` is called with in between, and end at 1. A `sub` that is this progress
+    /// `set` is called with in between, 0 aside, and end at 1. A `sub` that is this progress
     /// or one of its ancestors is ignored.
     void subPhase(double share, Progress& sub);
 

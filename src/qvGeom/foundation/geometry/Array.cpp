@@ -7,7 +7,7 @@
 namespace qvGeom::detail {
 namespace {
 
-constexpr std::size_t kPage = 4096;
+constexpr std::size_t kPage = std::size_t{64} << 10; // the largest usual one: the smaller divide it
 constexpr std::size_t kHugePage = std::size_t{2} << 20;
 
 // Blocks from this size on bypass the heap, which would keep the memory of a freed one for itself

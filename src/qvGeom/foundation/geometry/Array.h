@@ -105,8 +105,9 @@ public:
 
 private:
     // Records are plain bytes: they come zeroed from the system and are copied in one go.
-    static constexpr bool kPlain =
-        std::is_trivially_copyable_v<T> && std::is_trivially_default_constructible_v<T>;
+    static constexpr bool kPlain = std::is_trivially_copyable_v<T> &&
+                                   std::is_trivially_default_constructible_v<T> &&
+                                   alignof(T) <= alignof(std::max_align_t);
 
     T* block() const { return storage_ ? storage_->block() : block_; }
 

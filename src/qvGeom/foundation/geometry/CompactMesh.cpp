@@ -1,6 +1,7 @@
 #include "qvGeom/foundation/geometry/CompactMesh.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "qvGeom/foundation/geometry/MeshModification.h"
@@ -44,10 +45,14 @@ void CompactMesh::resizeTriangleArray(int numTriangles) {
 }
 
 void CompactMesh::copyTriangles(int numTriangles, const int* corners) {
+    if (numTriangles == getNumTriangles()) {
+        std::memmove(triangles_.data(), corners, sizeof(MeshTriangle) * triangles_.size());
+        return;
+    }
     Array<MeshTriangle> copy(numTriangles); // on its own first: the source may be this very array
     std::copy_n(corners, 3 * static_cast<std::ptrdiff_t>(copy.size()), raw<int>(copy.data()));
-    resizeTriangleArray(numTriangles);
     triangles_.swap(copy);
+    resizeTriangleArray(numTriangles);
 }
 
 MeshNormal* CompactMesh::allocTriangleNormalArray() {

@@ -2,6 +2,8 @@
 /// The triangle mesh that every algorithm works on.
 #pragma once
 
+#include <array>
+
 #include "qvGeom/Export.h"
 #include "qvGeom/foundation/geometry/MeshSequence.h"
 #include "qvGeom/foundation/geometry/MeshTriangle.h"
@@ -90,14 +92,14 @@ public:
 
     void resizeTriFanArrays(int fans, int points) { triFans_.resize(fans, points); }
 
-    int getNumLines() const { return lines_.size() / 2; }
+    int getNumLines() const { return lines_.size(); }
 
     /// Two vertex indices per line; null without lines.
-    int* getLines() { return lines_.data(); }
+    int* getLines() { return raw<int>(lines_.data()); }
 
-    const int* getLines() const { return lines_.data(); }
+    const int* getLines() const { return raw<const int>(lines_.data()); }
 
-    void resizeLineArray(int lines) { lines_.resize(2 * lines); }
+    void resizeLineArray(int lines) { lines_.resize(lines); }
 
     // Line strips, in the form of strips, and with the place of each strip's first point.
     int getNumLineStrips() const { return lineStrips_.numRuns(); }
@@ -138,7 +140,7 @@ private:
     Array<MeshNormal> triangleNormals_;
     MeshSequence triStrips_;
     MeshSequence triFans_;
-    Array<int> lines_;
+    Array<std::array<int, 2>> lines_;
     MeshSequence lineStrips_;
     int numPolys_ = 0;
     BitVector selectedTriangles_;

@@ -27,9 +27,11 @@ MeshAdjVertices::MeshAdjVertices(const MeshAdjVertices& other)
       maxValence_(other.maxValence_) {
     if (numVertices_ == 0)
         return;
-    const int last = numVertices_ - 1;
+    int length = 0;
+    for (int v = 0; v < numVertices_; ++v)
+        length = std::max(length, other.offsets_[v] + 1 + other.getCount(v));
     offsets_ = copyOf(other.offsets_.get(), numVertices_);
-    data_ = copyOf(other.data_.get(), offsets_[last] + 1 + other.getCount(last));
+    data_ = copyOf(other.data_.get(), length);
 }
 
 MeshAdjVertices& MeshAdjVertices::operator=(const MeshAdjVertices& other) {

@@ -9,8 +9,7 @@
 
 namespace qvGeom {
 
-/// Per vertex a count and that many distinct neighbours, never the vertex itself. The blocks stand
-/// back to back in vertex order.
+/// Per vertex a count and that many distinct neighbours, never the vertex itself.
 class QVGEOM_API MeshAdjVertices : public qv::ReferenceCount {
 public:
     MeshAdjVertices() = default;

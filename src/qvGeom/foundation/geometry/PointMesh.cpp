@@ -1,6 +1,7 @@
 #include "qvGeom/foundation/geometry/PointMesh.h"
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 #include <utility>
 
@@ -49,10 +50,14 @@ void PointMesh::resizeVertexArray(int numVertices) {
 }
 
 void PointMesh::copyVertices(int numVertices, const MeshVertex* vertices) {
+    if (numVertices == getNumVertices()) {
+        std::memmove(vertices_.data(), vertices, sizeof(MeshVertex) * vertices_.size());
+        return;
+    }
     Array<MeshVertex> copy(numVertices); // on its own first: the source may be this very array
     std::copy_n(vertices, copy.size(), copy.data());
-    resizeVertexArray(numVertices);
     vertices_.swap(copy);
+    resizeVertexArray(numVertices);
 }
 
 void PointMesh::swapVertexChannels(PointMesh& other) noexcept {

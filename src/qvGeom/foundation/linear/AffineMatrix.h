@@ -35,7 +35,7 @@ struct QVGEOM_API AffineMatrix {
     /// Writes the inverse map to `out`, which may be this matrix. Returns
     /// false, and writes nothing, when the matrix is singular to working
     /// precision or not finite.
-    [[nodiscard]] bool invert(AffineMatrix& out) const;
+    bool invert(AffineMatrix& out) const;
 
     /// Returns the determinant of the linear part: negative for a mirroring.
     double det3x3() const;

@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+#include "qvGeom/foundation/linear/Vector.h"
+
 namespace qvLinear {
 
 /// A displacement in the plane.
@@ -17,11 +19,10 @@ struct Vector2 {
     /// Scales to unit length. Returns false, and changes nothing, when the
     /// length is zero or not finite.
     bool normalize() {
-        const double len = length();
-        if (!(len > 0.0) || !std::isfinite(len))
+        Vector v{x, y, 0.0};
+        if (!v.normalize())
             return false;
-        x /= len;
-        y /= len;
+        *this = {v.x, v.y};
         return true;
     }
 

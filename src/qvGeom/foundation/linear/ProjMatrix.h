@@ -23,7 +23,7 @@ struct QVGEOM_API ProjMatrix {
     /// Writes the inverse map to `out`, which may be this matrix. Returns
     /// false, and writes nothing, when the matrix is singular to working
     /// precision or not finite.
-    [[nodiscard]] bool invert(ProjMatrix& out) const;
+    bool invert(ProjMatrix& out) const;
 
     bool operator==(const ProjMatrix&) const = default;
 };

@@ -155,7 +155,7 @@ struct Range3d {
 inline Range1d intersect(const Range1d& a, const Range1d& b, double tol) {
     const double lo = a.lo < b.lo ? b.lo : a.lo;
     const double hi = b.hi < a.hi ? b.hi : a.hi;
-    if (!a.isEmpty() && !b.isEmpty() && hi - lo > tol)
+    if (!a.isEmpty() && !b.isEmpty() && hi > lo && hi - lo > tol)
         return {lo, hi};
     const double at = std::isfinite(lo) ? lo : 0.0; // infinity minus itself is no 0
     return {at, at};

@@ -4,7 +4,21 @@
 
 #include <cmath>
 
+#include "qvGeom/Export.h"
+
 namespace qvLinear {
+
+struct Vector;
+
+/// `Vector::normalize` where the square of the length leaves the range of double.
+QVGEOM_API bool normalizeExtreme(Vector& v);
+
+/// Whether the square of a length has all its digits.
+inline bool isOrdinarySquare(double length2) {
+    constexpr double kLeast = 1e-290;
+    constexpr double kGreatest = 1e300;
+    return length2 > kLeast && length2 < kGreatest;
+}
 
 /// A displacement.
 struct Vector {
@@ -18,9 +32,10 @@ struct Vector {
     /// length is zero or not finite; there is no other threshold, so that the
     /// smallest triangle keeps its direction.
     bool normalize() {
-        const double len = length();
-        if (!(len > 0.0) || !std::isfinite(len))
-            return false;
+        const double len2 = length2();
+        if (!isOrdinarySquare(len2))
+            return normalizeExtreme(*this);
+        const double len = std::sqrt(len2);
         x /= len;
         y /= len;
         z /= len;

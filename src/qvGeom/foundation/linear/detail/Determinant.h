@@ -15,7 +15,8 @@ struct Determinant {
     double value, magnitude;
 
     /// True when the value may be rounding alone, or is no number. Relative to
-    /// the terms, so that the scale of the matrix does not matter.
+    /// the terms, so that the scale of the matrix does not matter while its terms, third
+    /// or fourth powers of the entries, stay in the range of double.
     bool isSingular() const { return !(std::abs(value) > 8.0 * DBL_EPSILON * magnitude); }
 };
 

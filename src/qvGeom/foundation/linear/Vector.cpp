@@ -1,0 +1,21 @@
+#include "qvGeom/foundation/linear/Vector.h"
+
+#include <algorithm>
+
+namespace qvLinear {
+
+bool normalizeExtreme(Vector& v) {
+    const double largest = std::max({std::abs(v.x), std::abs(v.y), std::abs(v.z)});
+    const bool isFinite = std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
+    if (!isFinite || largest == 0.0)
+        return false;
+    const int exponent = std::ilogb(largest); // powers of two lose no digits
+    Vector scaled{std::scalbn(v.x, -exponent), std::scalbn(v.y, -exponent),
+                  std::scalbn(v.z, -exponent)};
+    if (!scaled.normalize())
+        return false;
+    v = scaled;
+    return true;
+}
+
+} // namespace qvLinear
