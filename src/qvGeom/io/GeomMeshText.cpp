@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -117,6 +118,16 @@ public:
 
     bool readEnd() { return scanner_.atEnd() || fail("something follows the last face"); }
 
+    /// Whether the ids of `mesh` suffice for what was read.
+    bool fitsInto(const TopoMesh& mesh, const std::vector<int>& polygons, int numFaces) {
+        constexpr std::int64_t kMostIds = std::numeric_limits<int>::max();
+        const auto numCorners = static_cast<std::int64_t>(polygons.size()) - numFaces;
+        const bool fits = std::int64_t{mesh.vertexIdLimit()} + numVertices_ <= kMostIds &&
+                          std::int64_t{mesh.faceIdLimit()} + numFaces <= kMostIds &&
+                          mesh.edgeIdLimit() + numCorners + numFaces <= kMostIds;
+        return fits || fail("more vertices, faces or corners than a mesh can hold");
+    }
+
 private:
     /// Whether what is left could be that many numbers: each is a character at least,
     /// and white space before it.
@@ -140,11 +151,9 @@ private:
 /// those of `mesh`.
 void appendFaces(const std::vector<qvLinear::Point>& vertices, std::vector<int>& polygons,
                  int numFaces, TopoMesh& mesh) {
-    // Only where the mesh at least doubles: one that grew file by file would be moved each time.
     const int numCorners = static_cast<int>(polygons.size()) - numFaces;
-    if (numFaces >= mesh.numFaces())
-        mesh.reserve(mesh.vertexIdLimit() + static_cast<int>(vertices.size()),
-                     mesh.edgeIdLimit() + numCorners, mesh.faceIdLimit() + numFaces);
+    mesh.reserve(mesh.vertexIdLimit() + static_cast<int>(vertices.size()),
+                 mesh.edgeIdLimit() + numCorners, mesh.faceIdLimit() + numFaces);
 
     const int firstVertex = mesh.vertexIdLimit();
     for (const qvLinear::Point& vertex : vertices)
@@ -240,7 +249,7 @@ void meshRead(TopoMesh& mesh, const qvOS::Filename& file) {
     std::vector<qvLinear::Point> vertices(numVertices);
     std::vector<int> polygons;
     if (!reader.readVertices(vertices.data()) || !reader.readPolygons(polygons, numFaces) ||
-        !reader.readEnd())
+        !reader.readEnd() || !reader.fitsInto(mesh, polygons, numFaces))
         return;
 
     appendFaces(vertices, polygons, numFaces, mesh);

@@ -39,20 +39,23 @@ void CompactMesh::modified(MeshModification& modification) {
 }
 
 void CompactMesh::resizeTriangleArray(int numTriangles) {
+    if (numTriangles == getNumTriangles())
+        return;
+    Array<MeshNormal> normals = resizedChannel(triangleNormals_, numTriangles);
     triangles_.resize(numTriangles);
-    if (triangleNormals_.size() > 0)
-        triangleNormals_.resize(numTriangles);
+    triangleNormals_.swap(normals);
 }
 
 void CompactMesh::copyTriangles(int numTriangles, const int* corners) {
-    if (numTriangles == getNumTriangles()) {
+    if (numTriangles > 0 && numTriangles == getNumTriangles()) {
         std::memmove(triangles_.data(), corners, sizeof(MeshTriangle) * triangles_.size());
         return;
     }
     Array<MeshTriangle> copy(numTriangles); // on its own first: the source may be this very array
     std::copy_n(corners, 3 * static_cast<std::ptrdiff_t>(copy.size()), raw<int>(copy.data()));
+    Array<MeshNormal> normals = resizedChannel(triangleNormals_, numTriangles);
     triangles_.swap(copy);
-    resizeTriangleArray(numTriangles);
+    triangleNormals_.swap(normals);
 }
 
 MeshNormal* CompactMesh::allocTriangleNormalArray() {

@@ -10,13 +10,6 @@
 namespace qvGeom {
 namespace {
 
-/// Gives a channel that exists the length `size`.
-template <class T>
-void follow(Array<T>& channel, int size) {
-    if (channel.size() > 0)
-        channel.resize(size);
-}
-
 template <class T>
 T* makeChannel(Array<T>& channel, int size) {
     channel.resize(size);
@@ -42,22 +35,34 @@ auto* findAt(List& attributes, int index) {
 PointMesh::~PointMesh() { announceDestruction(); }
 
 void PointMesh::resizeVertexArray(int numVertices) {
-    vertices_.resize(numVertices);
-    follow(normals_, numVertices);
-    follow(uvs_, numVertices);
-    follow(sts_, numVertices);
-    follow(colours_, numVertices);
+    if (numVertices == getNumVertices())
+        return;
+    Array<MeshVertex> resized(numVertices);
+    std::copy_n(vertices_.begin(), std::min(vertices_.size(), resized.size()), resized.begin());
+    replaceVertices(resized);
 }
 
 void PointMesh::copyVertices(int numVertices, const MeshVertex* vertices) {
-    if (numVertices == getNumVertices()) {
+    if (numVertices > 0 && numVertices == getNumVertices()) {
         std::memmove(vertices_.data(), vertices, sizeof(MeshVertex) * vertices_.size());
         return;
     }
     Array<MeshVertex> copy(numVertices); // on its own first: the source may be this very array
-    std::copy_n(vertices, copy.size(), copy.data());
-    vertices_.swap(copy);
-    resizeVertexArray(numVertices);
+    std::copy_n(vertices, copy.size(), copy.begin());
+    replaceVertices(copy);
+}
+
+void PointMesh::replaceVertices(Array<MeshVertex>& vertices) {
+    // Every channel is made before the first is replaced: memory may run out on the way.
+    Array<MeshNormal> normals = resizedChannel(normals_, vertices.size());
+    Array<MeshUV> uvs = resizedChannel(uvs_, vertices.size());
+    Array<MeshST> sts = resizedChannel(sts_, vertices.size());
+    Array<MeshColour> colours = resizedChannel(colours_, vertices.size());
+    vertices_.swap(vertices);
+    normals_.swap(normals);
+    uvs_.swap(uvs);
+    sts_.swap(sts);
+    colours_.swap(colours);
 }
 
 void PointMesh::swapVertexChannels(PointMesh& other) noexcept {

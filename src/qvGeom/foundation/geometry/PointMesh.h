@@ -2,6 +2,7 @@
 /// Vertices with their channels: what every mesh has, triangles or not.
 #pragma once
 
+#include <algorithm>
 #include <list>
 
 #include "qvGeom/Export.h"
@@ -133,7 +134,18 @@ protected:
 
     void swapPoints(PointMesh& other) noexcept;
 
+    /// The first elements of a channel that exists, and zeros after them.
+    template <class T>
+    static Array<T> resizedChannel(const Array<T>& channel, int size) {
+        Array<T> resized(channel.size() > 0 ? size : 0);
+        std::copy_n(channel.begin(), std::min(channel.size(), resized.size()), resized.begin());
+        return resized;
+    }
+
 private:
+    /// Takes over `vertices`; the other channels follow.
+    void replaceVertices(Array<MeshVertex>& vertices);
+
     Array<MeshVertex> vertices_;
     Array<MeshNormal> normals_;
     Array<MeshUV> uvs_;

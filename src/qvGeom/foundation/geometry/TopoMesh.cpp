@@ -13,7 +13,7 @@ namespace {
 /// doubles, or adding one face after another would cost quadratic time.
 template <class Record>
 void reserveMore(std::vector<Record>& records, int count) {
-    const std::size_t needed = records.size() + static_cast<std::size_t>(count);
+    const std::size_t needed = records.size() + static_cast<std::size_t>(std::max(count, 0));
     if (needed > records.capacity())
         records.reserve(std::max(needed, 2 * records.capacity()));
 }
@@ -99,9 +99,9 @@ void TopoMesh::swap(TopoMesh& other) noexcept {
 }
 
 void TopoMesh::reserve(int numVertices, int numEdges, int numFaces) {
-    vertices_.reserve(static_cast<std::size_t>(std::max(numVertices, 0)));
-    edges_.reserve(static_cast<std::size_t>(std::max(numEdges, 0)));
-    faces_.reserve(static_cast<std::size_t>(std::max(numFaces, 0)));
+    reserveMore(vertices_, numVertices - vertexIdLimit());
+    reserveMore(edges_, numEdges - edgeIdLimit());
+    reserveMore(faces_, numFaces - faceIdLimit());
 }
 
 TopoMeshVertex TopoMesh::allocVertex(const Point& point) {

@@ -111,7 +111,8 @@ class QVGEOM_API TopoMesh {
 public:
     void swap(TopoMesh& other) noexcept;
 
-    /// Makes room for this many elements in all, so that adding them moves nothing.
+    /// Makes room for this many elements in all, and for more where that saves moving them often,
+    /// so that adding up to these numbers neither moves elements nor runs out of memory.
     void reserve(int numVertices, int numEdges, int numFaces);
 
     /// \name Building
