@@ -27,8 +27,8 @@ enum class Answer : char { Mesh, Failure };
 // Ample for sound files: text formats take some fifty times their size while being read.
 constexpr rlim_t kMemory = 2ull << 30;
 constexpr rlim_t kMemoryPerByte = 100;
-constexpr rlim_t kSeconds = 10;
-constexpr rlim_t kBytesPerSecond = 1000 * 1000;
+constexpr rlim_t kSeconds = 3;
+constexpr rlim_t kBytesPerSecond = 100 * 1000;
 
 void limitResource(decltype(RLIMIT_AS) resource, rlim_t limit) {
     struct rlimit limits = {};
@@ -116,7 +116,7 @@ private:
 /// The parent's end of the pipe, and the child at the other.
 class Receiver {
 public:
-    Receiver(pid_t child, int pipe, const std::string& path, const qvUtil::Progress& progress)
+    Receiver(pid_t child, int pipe, const std::string& path, qvUtil::Progress& progress)
         : child_(child),
           pipe_(pipe),
           path_(path),
@@ -170,13 +170,15 @@ private:
         }
     }
 
-    /// Wakes up now and then: a signal that comes just before the wait does not end it.
-    void waitForBytes() const {
+    /// Wakes up now and then: to draw a bar, and since a signal that comes just before the wait
+    /// does not end it.
+    void waitForBytes() {
         constexpr int kMilliseconds = 50;
         struct pollfd poll = {pipe_, POLLIN, 0};
         do {
             if (progress_.cancelled())
                 throw Cancelled();
+            progress_.set(progress_.getFraction());
         } while (::poll(&poll, 1, kMilliseconds) <= 0);
     }
 
@@ -198,12 +200,12 @@ private:
     pid_t child_;
     int pipe_;
     const std::string& path_;
-    const qvUtil::Progress& progress_;
+    qvUtil::Progress& progress_;
 };
 
 } // namespace
 
-MeshData readIsolated(Reader reader, const std::string& path, const qvUtil::Progress& progress) {
+MeshData readIsolated(Reader reader, const std::string& path, qvUtil::Progress& progress) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0)
         throw Failure(std::string("no pipe to a reader: ") + std::strerror(errno));

@@ -16,6 +16,6 @@ using Reader = MeshData (*)(const std::string& path);
 
 /// Runs `reader` in a child process with limits on memory and time, so that it takes nothing with
 /// it when it crashes, and can be stopped at any moment. Throws Failure or Cancelled.
-MeshData readIsolated(Reader reader, const std::string& path, const qvUtil::Progress& progress);
+MeshData readIsolated(Reader reader, const std::string& path, qvUtil::Progress& progress);
 
 } // namespace qvmesh

@@ -28,22 +28,19 @@ using qvGeom::CompactMesh;
 struct Format {
     const char* extension;
     Reader read;                              // null: by the library itself
-    std::string (*write)(const CompactMesh&); // null: by the scene package
-    const char* sceneFormat;                  // null: by one of the above
+    std::string (*write)(const CompactMesh&); // null: by the library itself, or not at all
 };
 
 namespace {
 
-// Binary variants where there are: the text ones of the scene package do not keep every float.
 constexpr Format kFormats[] = {
-    {"mesh", nullptr, nullptr, nullptr},   {"obj", readObj, writeObj, nullptr},
-    {"off", readScene, writeOff, nullptr}, {"stl", readFacets, nullptr, "stlb"},
-    {"ply", readScene, nullptr, "plyb"},   {"glb", readScene, nullptr, "glb2"},
-    {"gltf", readScene, nullptr, "gltf2"},
+    {"mesh", nullptr, nullptr},     {"obj", readObj, writeObj}, {"off", readOff, writeOff},
+    {"stl", readStl, writeStl},     {"ply", readPly, writePly}, {"glb", readScene, writeGlb},
+    {"gltf", readScene, writeGltf},
 };
 
 /// A format that can only be read.
-constexpr Format kOtherScene = {"", readScene, nullptr, nullptr};
+constexpr Format kOtherScene = {"", readScene, nullptr};
 
 /// In small letters and without dot.
 std::string plainExtension(std::string extension) {
@@ -134,7 +131,7 @@ void InputMesh::declare(CLI::App& app, const char* argument) {
 }
 
 void InputMesh::read(Job& job, double share, CompactMesh& mesh) const {
-    job.stage("read", share, [&](const qvUtil::Progress& progress) {
+    job.stage("read", share, [&](qvUtil::Progress& progress) {
         checkIsReadable(path_);
         if (const Format& format = formatToRead(path_); format.read)
             toMesh(path_, readIsolated(format.read, path_, progress), mesh);
@@ -169,31 +166,12 @@ void OutputMesh::prepare(Job& job) {
 
 void OutputMesh::write(Job& job, double share, const CompactMesh& mesh) {
     job.stage("write", share, [&](qvUtil::Progress&) {
-        if (format_->sceneFormat)
-            writeSceneFiles(mesh);
-        else if (format_->write)
+        if (format_->write)
             file_->write(format_->write(mesh));
         else if (!writeText(mesh, file_->path()))
             file_->fail("not all of it was taken");
     });
-    // Past the last moment at which the user could stop.
-    if (companion_)
-        companion_->commit();
-    file_->commit();
-}
-
-void OutputMesh::writeSceneFiles(const CompactMesh& mesh) {
-    const fs::path target = path_;
-    for (const FileImage& image : writeScene(mesh, format_->sceneFormat, target.stem().string())) {
-        if (image.companionExtension.empty()) {
-            file_->write(image.bytes);
-            continue;
-        }
-        fs::path beside = target;
-        beside.replace_extension(image.companionExtension);
-        companion_ = std::make_unique<OutputFile>(beside);
-        companion_->write(image.bytes);
-    }
+    file_->commit(); // from here on it is too late to stop
 }
 
 } // namespace qvmesh

@@ -60,13 +60,10 @@ public:
     void write(Job& job, double share, const qvGeom::CompactMesh& mesh);
 
 private:
-    void writeSceneFiles(const qvGeom::CompactMesh& mesh);
-
     std::string path_;
     std::string extension_;
     const Format* format_ = nullptr;
     std::unique_ptr<OutputFile> file_;
-    std::unique_ptr<OutputFile> companion_; // of a format that takes two files
 };
 
 } // namespace qvmesh

@@ -30,7 +30,7 @@ OutputFile::OutputFile(const std::string& target) : target_(target), path_(targe
     if (access(folder.c_str(), W_OK | X_OK) != 0)
         fail(std::strerror(errno));
     place_ = place;
-    path_ = folder / (".qvmesh-" + std::to_string(getpid()) + place.extension().string());
+    path_ = folder / (".qvmesh-" + std::to_string(getpid()));
 }
 
 OutputFile::~OutputFile() {

@@ -1,5 +1,5 @@
 /// \file
-/// The file formats: how each is read and written. Reading throws Failure.
+/// The file formats: how each is read and written. What can fail throws Failure.
 #pragma once
 
 #include <span>
@@ -43,26 +43,26 @@ MeshData readObj(const std::string& path);
 std::string writeObj(const qvGeom::CompactMesh& mesh);
 
 /// Vertices and triangles only.
+MeshData readOff(const std::string& path);
 std::string writeOff(const qvGeom::CompactMesh& mesh);
+
+/// Any encoding, with polygons or triangle strips; written binary.
+MeshData readPly(const std::string& path);
+std::string writePly(const qvGeom::CompactMesh& mesh);
+
+/// Positions only: the format has no shared vertices, and normals of facets alone. Written binary.
+MeshData readStl(const std::string& path);
+std::string writeStl(const qvGeom::CompactMesh& mesh);
+
+// With all channels. The first is one text file, with the numbers in it.
+std::string writeGltf(const qvGeom::CompactMesh& mesh);
+std::string writeGlb(const qvGeom::CompactMesh& mesh);
 
 /// Whether readScene knows files of this extension, in small letters and without dot.
 bool canReadScene(const std::string& extension);
 
-/// Reads a file of one or more placed meshes as one mesh.
+/// Reads a file of one or more placed meshes, in the many formats of the scene package, as one
+/// mesh.
 MeshData readScene(const std::string& path);
-
-/// The same without normals: those of an STL file belong to its facets, not to its vertices.
-MeshData readFacets(const std::string& path);
-
-/// The contents of a file, with the extension of its own that a companion of the main file has.
-struct FileImage {
-    std::string companionExtension; // empty: the main file
-    std::string bytes;
-};
-
-/// The mesh in the format of that name. `stem` is what the files will be called, short of their
-/// extensions: they refer to each other. Throws Failure.
-std::vector<FileImage> writeScene(const qvGeom::CompactMesh& mesh, const char* format,
-                                  const std::string& stem);
 
 } // namespace qvmesh

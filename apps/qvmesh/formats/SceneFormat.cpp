@@ -1,14 +1,9 @@
 #include <algorithm>
-#include <assimp/Exporter.hpp>
 #include <assimp/Importer.hpp>
-#include <assimp/config.h>
 #include <assimp/scene.h>
 #include <climits>
-#include <cstring>
-#include <memory>
+#include <span>
 #include <string>
-
-#include "qvGeom/foundation/geometry/CompactMesh.h"
 
 #include "qvmesh/Failure.h"
 #include "qvmesh/formats/Formats.h"
@@ -89,51 +84,6 @@ private:
     std::vector<int> polygon_; // kept for its memory
 };
 
-aiMesh* toSceneMesh(const qvGeom::CompactMesh& mesh) {
-    auto result = std::make_unique<aiMesh>();
-    const unsigned numVertices = static_cast<unsigned>(mesh.getNumVertices());
-    result->mPrimitiveTypes = aiPrimitiveType_TRIANGLE;
-    result->mNumVertices = numVertices;
-    result->mVertices = new aiVector3D[numVertices];
-    for (unsigned v = 0; v < numVertices; ++v) {
-        const qvGeom::MeshVertex& p = mesh.getVertices()[v];
-        result->mVertices[v].Set(p.x, p.y, p.z);
-    }
-    if (const qvGeom::MeshNormal* normals = mesh.getNormals()) {
-        result->mNormals = new aiVector3D[numVertices];
-        for (unsigned v = 0; v < numVertices; ++v)
-            result->mNormals[v].Set(normals[v].x, normals[v].y, normals[v].z);
-    }
-    if (const qvGeom::MeshUV* uvs = mesh.getUVs()) {
-        result->mNumUVComponents[0] = 2;
-        result->mTextureCoords[0] = new aiVector3D[numVertices];
-        for (unsigned v = 0; v < numVertices; ++v)
-            result->mTextureCoords[0][v].Set(uvs[v].u, uvs[v].v, 0);
-    }
-    result->mNumFaces = static_cast<unsigned>(mesh.getNumTriangles());
-    result->mFaces = new aiFace[result->mNumFaces];
-    for (unsigned t = 0; t < result->mNumFaces; ++t) {
-        aiFace& face = result->mFaces[t];
-        face.mNumIndices = 3;
-        face.mIndices = new unsigned[3];
-        std::copy_n(mesh.getTriangles()[t].v, 3, face.mIndices);
-    }
-    return result.release();
-}
-
-/// A scene of one mesh, which the scene owns with all it holds.
-std::unique_ptr<aiScene> toScene(const qvGeom::CompactMesh& mesh) {
-    auto scene = std::make_unique<aiScene>();
-    scene->mNumMaterials = 1;
-    scene->mMaterials = new aiMaterial* [1] { new aiMaterial };
-    scene->mNumMeshes = 1;
-    scene->mMeshes = new aiMesh* [1] { toSceneMesh(mesh) };
-    scene->mRootNode = new aiNode("mesh");
-    scene->mRootNode->mNumMeshes = 1;
-    scene->mRootNode->mMeshes = new unsigned[1]{0};
-    return scene;
-}
-
 } // namespace
 
 bool canReadScene(const std::string& extension) {
@@ -147,31 +97,6 @@ MeshData readScene(const std::string& path) {
     if (!scene || !scene->mRootNode)
         throw Failure(path + ": " + importer.GetErrorString());
     return SceneReader(path, *scene).read();
-}
-
-MeshData readFacets(const std::string& path) {
-    MeshData data = readScene(path);
-    data.normals.clear();
-    return data;
-}
-
-std::vector<FileImage> writeScene(const qvGeom::CompactMesh& mesh, const char* format,
-                                  const std::string& stem) {
-    Assimp::Exporter exporter;
-    Assimp::ExportProperties properties;
-    properties.SetPropertyString(AI_CONFIG_EXPORT_BLOB_NAME, stem);
-    const aiExportDataBlob* blob =
-        exporter.ExportToBlob(toScene(mesh).get(), format, 0u, &properties);
-    if (!blob)
-        throw Failure(std::string("the mesh could not be written: ") + exporter.GetErrorString());
-
-    std::vector<FileImage> images;
-    for (; blob; blob = blob->next) {
-        const std::string name = blob->name.C_Str();
-        images.push_back({images.empty() ? "" : name.substr(name.rfind('.') + 1),
-                          std::string(static_cast<const char*>(blob->data), blob->size)});
-    }
-    return images;
 }
 
 } // namespace qvmesh

@@ -8,7 +8,6 @@
 
 #include "qvmesh/Failure.h"
 #include "qvmesh/formats/Formats.h"
-#include "qvmesh/formats/NumberLines.h"
 
 namespace qvmesh {
 namespace {
@@ -54,21 +53,6 @@ bool writeText(const qvGeom::CompactMesh& mesh, const std::string& path) {
     const ErrorListener errors;
     qvGeom::meshWrite(mesh, path);
     return !errors.heardAny();
-}
-
-std::string writeOff(const qvGeom::CompactMesh& mesh) {
-    NumberLines lines;
-    lines.line("OFF");
-    lines.line(mesh.getNumVertices(), mesh.getNumTriangles(), 0);
-    for (int v = 0; v < mesh.getNumVertices(); ++v) {
-        const qvGeom::MeshVertex& p = mesh.getVertices()[v];
-        lines.line(p.x, p.y, p.z);
-    }
-    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-        const qvGeom::MeshTriangle& corners = mesh.getTriangles()[t];
-        lines.line("3", corners[0], corners[1], corners[2]);
-    }
-    return lines.take();
 }
 
 } // namespace qvmesh

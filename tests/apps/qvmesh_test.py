@@ -1,0 +1,399 @@
+"""Runs qvmesh as a user does: qvmesh_test.py PROGRAM DATA_FOLDER TEST..."""
+
+import contextlib
+import json
+import os
+import pty
+import random
+import re
+import signal
+import stat
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+from pathlib import Path
+
+PROGRAM, DATA = sys.argv[1], Path(sys.argv[2])
+READABLE = ("mesh", "obj", "off", "stl", "ply", "glb", "gltf")
+
+CUBE_CORNERS = [(x, y, z) for z in (0, 1) for y in (0, 1) for x in (0, 1)]
+CUBE_FACES = [(0, 2, 3), (0, 3, 1), (4, 5, 7), (4, 7, 6), (0, 1, 5), (0, 5, 4),
+              (2, 6, 7), (2, 7, 3), (0, 4, 6), (0, 6, 2), (1, 3, 7), (1, 7, 5)]
+
+
+def run(*args, **options):
+    options = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, "timeout": 120} | options
+    return subprocess.run([PROGRAM, *map(str, args)], **options)
+
+
+def check(condition, *context):
+    if not condition:
+        raise AssertionError(" ".join(map(str, context)))
+
+
+def same(got, wanted, *context):
+    check(got == wanted, *context, "gives", got, "instead of", wanted)
+
+
+def facts(*args):
+    """What the command finds; it must say nothing else."""
+    done = run(*args, "--json")
+    same((done.returncode, done.stderr), (0, b""), args)
+    return json.loads(done.stdout)
+
+
+def check_refused(pattern, *args):
+    """One clear line, exit code 2, and nothing on standard output."""
+    done = run(*args)
+    lines = done.stderr.decode(errors="replace").splitlines()
+    same((done.returncode, done.stdout, len(lines)), (2, b"", 1), args, lines)
+    check(re.search(pattern, lines[0]), args, "says", lines[0], "instead of", pattern)
+
+
+def mesh_text(vertices, triangles):
+    """The text of .mesh, and that of .off short of its first line."""
+    return "\n".join([f"{len(vertices)} {len(triangles)}"] +
+                     ["%.9g %.9g %.9g" % tuple(v) for v in vertices] +
+                     ["3 %d %d %d" % tuple(t) for t in triangles]) + "\n"
+
+
+def read_mesh(path):
+    numbers = path.read_text().split()
+    count = int(numbers[0])
+    vertices = [tuple(map(float, numbers[i:i + 3])) for i in range(2, 2 + 3 * count, 3)]
+    triangles = [tuple(map(int, numbers[i + 1:i + 4]))
+                 for i in range(2 + 3 * count, len(numbers), 4)]
+    return vertices, triangles
+
+
+def convert(source, target):
+    same(run("convert", source, "-o", target).returncode, 0, source, target)
+    return target
+
+
+def awkward_mesh(folder):
+    """Floats of every size, in an order that no reader would choose by itself."""
+    rng = random.Random(7)
+    bits = [rng.getrandbits(31) % 0x7f000000 | rng.getrandbits(1) << 31 for _ in range(3 * 997)]
+    bits[:3] = [1 << 31, 1, 0x7f7fffff]  # -0, the least and the greatest float
+    floats = struct.unpack(f"{len(bits)}f", struct.pack(f"{len(bits)}I", *bits))
+    corners = list(range(997)) + [rng.randrange(997) for _ in range(3 * 997)]
+    rng.shuffle(corners)
+    triangles = list(zip(*[iter(corners)] * 3))
+    path = folder / "awkward.mesh"
+    path.write_text(mesh_text(list(zip(*[iter(floats)] * 3)), triangles))
+    return path
+
+
+def large_off(folder):
+    """Takes most of a second to read."""
+    n = 700
+    path = folder / "large.off"
+    grid = [(x, y, x * y % 7) for y in range(n) for x in range(n)]
+    faces = [(i, i + 1, i + n) for i in range(n * n - n - 1)]
+    header, body = mesh_text(grid, faces).split("\n", 1)
+    path.write_text(f"OFF\n{header} 0\n{body}")
+    return path
+
+
+def test_facts(folder):
+    """Counts made by independent code: as stored, then after the weld."""
+    closed = {"boundaryLoops": [], "closed": True, "manifold": True}
+    table = [
+        ("elephant.mesh", 44460, 44460, 88928, closed | {"components": 1, "genus": 3}),
+        ("elephant_soup.stl", 266784, 44460, 88928, closed | {"components": 1, "genus": 3}),
+        ("pig_soup.stl", 50544, 8642, 16848,
+         {"components": 1, "boundaryEdges": 1296, "pinchedVertices": 421, "manifold": False}),
+        ("mannequin.mesh", 12977, 12977, 25888, {"components": 1, "boundaryLoops": [64]}),
+        ("masks_holes.mesh", 4291, 4291, 8288,
+         {"components": 1, "boundaryLoops": [136, 36, 32, 28, 28, 28, 16], "oriented": True}),
+        ("lion_holes.mesh", 7529, 7529, 14859, {"boundaryLoops": [115, 36, 25, 25, 4]}),
+        ("boeing.mesh", 2741, 1264, 2564,
+         {"components": 1, "closed": True, "eulerCharacteristic": 2 - 2 * 10,
+          "inconsistentEdges": 978, "oriented": False}),
+        ("spider.obj", 762, 722, 1368,
+         {"components": 18, "inconsistentEdges": 10, "degenerateTriangles": 56}),
+        ("ur10_base.obj", 185, 185, 732,
+         {"components": 1, "nonManifoldEdges": 549, "boundaryEdges": 0, "manifold": False}),
+        ("patella.mesh", 1623, 1623, 3242, closed | {"components": 1, "genus": 0}),
+        ("terrain.mesh", 14400, 14400, 28322, {"components": 1, "boundaryLoops": [476]}),
+    ]
+    for name, stored, welded, triangles, wanted in table:
+        found = facts("info", DATA / name)
+        same((found["vertices"], found["triangles"]), (stored, triangles), name)
+        output = folder / "welded.mesh"
+        weld = facts("weld", DATA / name, "-o", output)
+        same(weld["before"]["vertices"], stored, name)
+        same(weld["vertices"], welded, name)
+        info = facts("info", output)
+        wanted = wanted | {"vertices": welded, "triangles": triangles, "unusedVertices": 0}
+        for key, value in wanted.items():
+            same((weld[key], info[key]), (value, value), name, key)
+
+
+def test_measures(folder):
+    cube = folder / "cube.mesh"
+    cube.write_text(mesh_text([(2 * x, y, 4 * z - 1) for x, y, z in CUBE_CORNERS + [(9, 9, 9)]],
+                              CUBE_FACES + [(0, 0, 1)]))
+    wanted = {"vertices": 9, "unusedVertices": 1, "degenerateTriangles": 1, "edges": 18, "genus": 0,
+              "area": 28, "min": [0, 0, -1], "max": [18, 9, 35], "size": [18, 9, 36]}
+    found = facts("info", cube)
+    for key, value in wanted.items():
+        same(found[key], value, key)
+    text = run("info", cube).stdout.decode()
+    check(re.search(r"\nunused vertices +1\n", text) and re.search(r"\ntotal +\d+\.\d\n", text), text)
+
+
+def test_formats(folder):
+    """Every float and the order of vertices and triangles come back through every format."""
+    source = convert(awkward_mesh(folder), folder / "source.mesh")
+    vertices, triangles = read_mesh(source)
+    for extension in ("obj", "off", "ply", "glb", "gltf"):
+        copy = convert(source, folder / f"copy.{extension}")
+        back = convert(copy, folder / "back.mesh")
+        check(back.read_bytes() == source.read_bytes(), extension, "changes the mesh")
+    soup = read_mesh(convert(convert(source, folder / "copy.STL"), folder / "back.mesh"))
+    same(soup[0], [vertices[v] for t in triangles for v in t], "stl")
+
+    unused = folder / "unused.mesh"
+    unused.write_text(mesh_text(CUBE_CORNERS + [(5, 5, 5)], CUBE_FACES))
+    for extension in ("obj", "off", "ply", "glb"):
+        found = facts("info", convert(unused, folder / f"unused.{extension}"))
+        same((found["vertices"], found["unusedVertices"]), (9, 1), extension)
+
+
+def test_channels(folder):
+    """Normals keep vertices of a crease apart, in each format that has them, but only where each
+    vertex has one."""
+    crease = folder / "crease.obj"
+    positions = "v 0 0 0\nv 1 0 0\nv 0 1 0\nv 0 0 0\nv 1 0 0\nv 0 0 1\nv 8 8 8\n"
+    normals = "vn 0 0 1\nvn 0 1 0\nvt 0 0\nvt 0.5 0.25\n"
+    cases = [("f 1//1 2//1 3//1\nf -7//1 2//1 3//1\nf 4//2 5//2 6//2\n", 7),
+             ("f 1//1 2//2 3//1\nf 1//2 2//1 3//1\nf 4//2 5//2 6//2\n", 5),
+             ("f 1//1 2//1 3//9\nf 4//2 5//2 6//2\n", 5),
+             ("f 1/1/1 2/1/1 3/2/1\nf 4/2/1 5/1/1 6/1/2\n", 6)]
+    for faces, welded in cases:
+        crease.write_text(positions + normals + faces)
+        same(facts("weld", crease, "-o", folder / "out.obj")["vertices"], welded, faces)
+        for extension in ("ply", "glb", "obj"):
+            copy = convert(crease, folder / f"copy.{extension}")
+            same(facts("weld", copy, "-o", folder / "out.mesh")["vertices"], welded, extension,
+                 faces)
+
+
+def test_polygons_are_fans(folder):
+    corners = "0 0 0\n2 0 0\n2 1 0\n1 2 0\n0 1 0\n"
+    obj = "".join(f"v {line}\n" for line in corners.splitlines())
+    ply = ("ply\nformat ascii 1.0\nelement vertex 5\nproperty float x\nproperty float y\n"
+           "property float z\nelement face 2\nproperty list uchar int vertex_indices\nend_header\n")
+    faces = "5 0 1 2 3 4\n3 3 1 0\n"
+    sources = {"a.obj": obj + "f 1 2 3 4 5\nf 4 2 1\nl 1 2\n",
+               "b.obj": "f 1 2 3 4 5\nf 4 2 1\n" + obj,
+               "a.ply": ply + corners + faces, "a.off": "OFF\n5 2 0\n" + corners + faces}
+    for name, text in sources.items():
+        (folder / name).write_text(text)
+        found = read_mesh(convert(folder / name, folder / "fan.mesh"))
+        same(found[1], [(0, 1, 2), (0, 2, 3), (0, 3, 4), (3, 1, 0)], name)
+
+
+def test_ply_variants(folder):
+    """Encodings, number types, line ends, strips and things to pass over, all with one result."""
+    header = ("ply\nformat {}\ncomment a b\nelement vertex 5\nproperty {} x\nproperty {} y\n"
+              "property list uchar float extra\nproperty {} z\nelement none 999999999\n"
+              "element {} {}\nproperty list {} {} vertex_indices\nproperty float shade\n"
+              "end_header\n")
+    first = struct.unpack("<f", b"\n\n\n?")[0]  # data that begins like an empty line
+    points = [(first, 0.0, 0.0), (1.0, 0.0, 0.0), (0.0, 1.0, 0.5), (1.0, 1.0, 0.0), (0.1, 9.0, 0.0)]
+    fans = [(0, 1, 2), (0, 2, 4), (3, 2, 1)], [[0, 1, 2, 4], [3, 2, 1]]
+    strips = [(0, 1, 2), (2, 1, 3), (4, 0, 1)], [[0, 1, 2, 3, -1, 4, 0, 1]]
+    for triangles, lists in (fans, strips):
+        name = "face" if lists == fans[1] else "tristrips"
+        for order, real, size, index in ("<fBi", "<dBh", ">fiI", ">dHi", "afBi", "adBi"):
+            encoding = {"<": "binary_little_endian 1.0", ">": "binary_big_endian 1.0",
+                        "a": "ascii 1.0"}[order]
+            types = {"f": "float", "d": "float64", "B": "uint8", "i": "int", "h": "short",
+                     "H": "ushort", "I": "uint"}
+            rows = [f"{real}{real}Bff{real}"] * 5 + [f"{size}{len(l)}{index}f" for l in lists]
+            values = [(x, y, 2, 0.5, -0.5, z) for x, y, z in points] + [
+                (len(l), *l, 0.25) for l in lists]
+            if order == "a":
+                body = "".join(" ".join(map(repr, row)) + "\n" for row in values).encode()
+            elif index == "I" and name == "tristrips":
+                continue  # has no negative numbers
+            else:
+                body = b"".join(struct.pack(order + row, *v) for row, v in zip(rows, values))
+            text = header.format(encoding, *[types[real]] * 3, name, len(lists), types[size],
+                                 types[index])
+            for line_end in ("\n", "\r\n"):
+                path = folder / "variant.ply"
+                path.write_bytes(text.replace("\n", line_end).encode() + body)
+                found = read_mesh(convert(path, folder / "variant.mesh"))
+                same([tuple(struct.unpack("fff", struct.pack("fff", *p))) for p in found[0]],
+                     [tuple(struct.unpack("fff", struct.pack("fff", *p))) for p in points], text)
+                same(found[1], triangles, text)
+
+
+def test_scenes_are_placed(folder):
+    """Several nodes with one mesh, one of them mirrored: all solids keep their outside outside."""
+    (folder / "cube.mesh").write_text(mesh_text(CUBE_CORNERS, CUBE_FACES))
+    path = convert(folder / "cube.mesh", folder / "scene.gltf")
+    scene = json.loads(path.read_text())
+    scene["nodes"] = [{"mesh": 0}, {"children": [2], "translation": [10, 0, 0]},
+                      {"mesh": 0, "scale": [-2, 1, 1]}]
+    scene["scenes"][0]["nodes"] = [0, 1]
+    path.write_text(json.dumps(scene))
+    found = facts("info", path)
+    same((found["components"], found["min"], found["max"]), (2, [0, 0, 0], [10, 1, 1]))
+    vertices, triangles = read_mesh(convert(path, folder / "scene.mesh"))
+
+    def volume(triangle):
+        a, b, c = (vertices[v] for v in triangle)
+        return sum(a[i] * (b[i - 2] * c[i - 1] - b[i - 1] * c[i - 2]) for i in range(3)) / 6
+
+    same([round(sum(map(volume, half)), 9) for half in (triangles[:12], triangles[12:])], [1, 2])
+
+
+def test_refusals(folder):
+    mesh = DATA / "patella.mesh"
+    (folder / "locked").mkdir()
+    for name, text in {
+            "range.mesh": "3 1\n0 0 0\n1 0 0\n0 1 0\n3 0 1 3\n", "short.mesh": "3 1\n0.0 0.0 0.0\n1 0 0\n0 1 0\n3 0 1",
+            "nan.mesh": "3 1\n0 0 0\n1 nan 0\n0 1 0\n3 0 1 2\n", "none.mesh": "0 0\n",
+            "range.obj": "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 4\n", "two.obj": "f 1 2\n",
+            "far.obj": "v 0 0 0\nf 1 -9 2000000000\n", "inf.off": "OFF\n1 1 0 # few\n1e-99 1e99 0\n3 0 0 0\n",
+            "cut.off": "OFF\n2 1 0\n\n1 2\n",
+            "range.off": "OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 7\n", "note.txt": "a note\n",
+            "points.obj": "v 0 0 0\n"}.items():
+        (folder / name).write_text(text)
+    out = folder / "out.ply"
+    table = [
+        ("subcommand is required",), ("no command polish", "polish"), ("mesh is required", "info"),
+        ("--bogus", "info", mesh, "--bogus"), ("not expected: b", "info", mesh, "b"),
+        ("--threads", "info", mesh, "--threads", "0"), ("--output is required", "weld", mesh),
+        ("missing.stl: No such file", "info", folder / "missing.stl"),
+        ("not a regular file", "info", folder), ("no known format", "info", folder / "note.txt"),
+        ("no such directory", "weld", mesh, "-o", folder / "missing/out.ply"),
+        ("is a directory", "weld", mesh, "-o", folder, "--format", "ply"),
+        ("no format that can be written", "weld", mesh, "-o", folder / "out.fbx"),
+        ("No space left", "weld", mesh, "-o", "/dev/full", "--format", "ply"),
+        ("/dev/full cannot be written", "weld", mesh, "-o", "/dev/full", "--format", "mesh"),
+        (r"range.mesh:5: ", "weld", folder / "range.mesh", "-o", out),
+        (r"short.mesh:5: ", "weld", folder / "short.mesh", "-o", out),
+        ("nan.mesh: vertex 1 has", "weld", folder / "nan.mesh", "-o", out),
+        ("none.mesh: holds no triangles", "info", folder / "none.mesh"),
+        ("points.obj: holds no triangles", "info", folder / "points.obj"),
+        ("triangle 0 has the vertex 3 of 3", "weld", folder / "range.obj", "-o", out),
+        ("triangle 0 has the vertex -8 of 1", "info", folder / "far.obj"),
+        ("face 1 has fewer than 3", "info", folder / "two.obj"),
+        ("inf.off: vertex 0 has a coord", "info", folder / "inf.off"),
+        ("range.off: triangle 0 has the vertex 7", "info", folder / "range.off"),
+        ("cut.off:4: ", "info", folder / "cut.off"),
+    ]
+    for pattern, *args in table:
+        check_refused(pattern, *args)
+    check(not out.exists(), "a refused mesh leaves a file behind")
+    with open("/dev/full", "w") as full:
+        same(run("info", mesh, stdout=full).returncode, 2, "info > /dev/full")
+
+
+def test_rubbish(folder):
+    """Cut or scrambled files of every format are refused in one line or read; nothing else."""
+    rng = random.Random(5)
+    source = folder / "cube.mesh"
+    source.write_text(mesh_text(CUBE_CORNERS, CUBE_FACES))
+    for extension in READABLE:
+        whole = convert(source, folder / f"whole.{extension}").read_bytes()
+        cut = folder / f"cut.{extension}"
+        rubbish = [whole[:len(whole) * k // 4] for k in range(4)] + [rng.randbytes(999)]
+        for content in rubbish:
+            cut.write_bytes(content)
+            done = run("info", cut)
+            lines = done.stderr.splitlines()
+            check(done.returncode == 2 and len(lines) == 1 or done.returncode == 0 and not lines,
+                  extension, len(content), done)
+            # A list of lines without a count can be cut without a trace.
+            check(done.returncode == 2 or extension == "obj", extension, len(content), "is read")
+
+
+def test_output_is_whole_or_untouched(folder):
+    source, target, link = DATA / "pig_soup.stl", folder / "out.mesh", folder / "link.mesh"
+    target.write_text("precious")
+    target.chmod(0o640)
+    link.symlink_to("out.mesh")
+    check_refused("No such file", "weld", folder / "missing.stl", "-o", target)
+    same(target.read_text(), "precious")
+    facts("weld", source, "-o", link)
+    check(link.is_symlink() and stat.S_IMODE(target.stat().st_mode) == 0o640, "link or mode is lost")
+    same(facts("info", target)["vertices"], 8642)
+
+    once = target.read_bytes()
+    facts("weld", target, "-o", target)
+    check(target.read_bytes() == once, "welding in place changes a welded mesh")
+    done = run("weld", source, "-o", "/dev/stdout", "--format", ".mesh")
+    check(done.stdout == once and b"milliseconds" in done.stderr, "standard output")
+    for threads in ("1", "2", "7"):
+        facts("weld", source, "-o", target, "--threads", threads)
+        check(target.read_bytes() == once, threads, "threads")
+    same(sorted(os.listdir(folder)), ["link.mesh", "out.mesh"])
+
+
+def started(args):
+    return subprocess.Popen([PROGRAM, *map(str, args)], stderr=subprocess.PIPE)
+
+
+def started_with_child(args):
+    """Starts the program and returns when it has its reader at work."""
+    process = started(args)
+    children = Path(f"/proc/{process.pid}/task/{process.pid}/children")
+    while process.poll() is None and not children.read_text():
+        time.sleep(0.001)
+    return process
+
+
+def test_interrupt(folder):
+    """While reading, which is done by a child, and while it hangs on a pipe that nobody reads."""
+    target = folder / "out.ply"
+    target.write_text("precious")
+    large = large_off(folder)
+    for wish in (signal.SIGINT, signal.SIGTERM):
+        process = started_with_child(["weld", large, "-o", target])
+        process.send_signal(wish)
+        same((process.communicate()[1], process.returncode), (b"", 130), "reading", wish)
+    same(target.read_text(), "precious")
+
+    fifo = folder / "fifo"
+    os.mkfifo(fifo)
+    for extension in ("ply", "mesh"):
+        process = started(["weld", DATA / "spider.obj", "-o", fifo, "--format", extension])
+        time.sleep(0.5)
+        process.send_signal(signal.SIGINT)
+        same((process.communicate()[1], process.returncode), (b"", 130), "writing", extension)
+    same(sorted(os.listdir(folder)), ["fifo", "large.off", "out.ply"])
+
+
+def test_what_is_told(folder):
+    """The bar is for terminals alone, --verbose for the library's lines; help has examples."""
+    large = large_off(folder)
+    ours, theirs = pty.openpty()
+    done = run("info", large, stderr=theirs)
+    os.close(theirs)
+    told = b""
+    with contextlib.suppress(OSError):  # the end of a terminal is an error
+        while chunk := os.read(ours, 4096):
+            told += chunk
+    check(re.match(rb"\r\[=* +\] +\d+ %  \w+\x1b\[K.*\r\x1b\[K$", told, re.S), told)
+    same(done.returncode, 0)
+    same(run("info", large).stderr, b"")
+
+    told = run("weld", DATA / "spider.obj", "-o", folder / "out.ply", "--verbose").stderr
+    check(told.startswith(b"meshCompact: 762 vertices, 1368 triangles\n"), told)
+    for command in ("info", "weld", "convert"):
+        check(b"Examples:\n  qvmesh " + command.encode() in run(command, "--help").stdout, command)
+    check(re.fullmatch(rb"qvmesh \d+\.\d+\.\d+\n", run("--version").stdout), "--version")
+
+
+for test in sys.argv[3:]:
+    with tempfile.TemporaryDirectory() as created:
+        globals()[f"test_{test}"](Path(created))
