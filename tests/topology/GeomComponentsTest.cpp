@@ -2,8 +2,7 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
-#include <iterator>
-#include <set>
+#include <map>
 #include <vector>
 
 #include "qvGeom/foundation/geometry/Array.h"
@@ -31,7 +30,7 @@ int componentsOf(const CompactMesh& mesh, Array<int>* vertexComponent = nullptr)
 int relabelledComponents(const CompactMesh& mesh, std::vector<int>& component) {
     const int numTriangles = mesh.getNumTriangles();
     std::vector<int> label(mesh.getNumVertices(), numTriangles); // the lowest triangle in the end
-    std::set<int> components;
+    std::map<int, int> number;
     for (bool changed = true; changed;) {
         changed = false;
         for (int t = 0; t < numTriangles; ++t) {
@@ -42,15 +41,11 @@ int relabelledComponents(const CompactMesh& mesh, std::vector<int>& component) {
         }
     }
     for (int t = 0; t < numTriangles; ++t)
-        components.insert(label[mesh.getTriangles()[t][0]]);
+        number.try_emplace(label[mesh.getTriangles()[t][0]], static_cast<int>(number.size()));
     component.clear();
-    for (const int l : label) {
-        const auto found = components.find(l);
-        component.push_back(found == components.end()
-                                ? -1
-                                : static_cast<int>(std::distance(components.begin(), found)));
-    }
-    return static_cast<int>(components.size());
+    for (const int l : label)
+        component.push_back(number.contains(l) ? number[l] : -1);
+    return static_cast<int>(number.size());
 }
 
 TEST(MeshComponents, numbersByLowestTriangle) {
@@ -72,12 +67,10 @@ TEST(MeshComponents, numbersByLowestTriangle) {
 }
 
 TEST(MeshComponents, printsItsLines) {
-    MeshAdjTris adjTris;
-    const CompactMesh mesh = test::soupOf(test::grid(2, 1));
-    meshAdjTris(mesh, adjTris);
     const test::CapturedOutput output;
-    meshComponents(mesh, adjTris, nullptr);
-    EXPECT_EQ(output.debugWithoutSeconds(), "meshComponents(): 4 triangles\n"
+    componentsOf(test::soupOf(test::grid(2, 1)));
+    EXPECT_EQ(output.debugWithoutSeconds(), "MeshAdjTris: 12 vertices 4 triangles S\n"
+                                            "meshComponents(): 4 triangles\n"
                                             "   4 components: S s\n");
 }
 

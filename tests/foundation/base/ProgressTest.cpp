@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <gtest/gtest.h>
-#include <limits>
 #include <memory>
 #include <string>
 #include <thread>
@@ -29,33 +28,18 @@ public:
 
 } // namespace
 
-TEST(Progress, clampsWhatItIsSetTo) {
-    const double infinity = std::numeric_limits<double>::infinity();
-    const std::pair<double, double> cases[] = {{0.5, 0.5},     {1.0000001, 1},       {-3, 0},
-                                               {0.25, 0.25},   {std::nan(""), 0.25}, {infinity, 1},
-                                               {-infinity, 0}, {std::nan(""), 0}};
-    Progress progress;
-    for (const auto& [fraction, expected] : cases) {
-        progress.set(fraction);
-        EXPECT_EQ(progress.getFraction(), expected) << fraction;
-    }
-}
-
 TEST(Progress, handsOutSuccessiveShares) {
-    Progress parent;
-    Progress child;
-    Progress grandchild;
+    Progress parent, child, grandchild;
     const Heard heard(parent);
     parent.subPhase(0.8, child);
     child.subPhase(0.5, grandchild);
     grandchild.set(0.5);
     EXPECT_DOUBLE_EQ(child.getFraction(), 0.25);
-    child.set(1);
-    EXPECT_DOUBLE_EQ(parent.getFraction(), 0.8);
+    EXPECT_DOUBLE_EQ(parent.getFraction(), 0.2);
 
     parent.subPhase(0.2, child); // the same child starts again, its whole range free
     EXPECT_EQ(child.getFraction(), 0);
-    EXPECT_DOUBLE_EQ(parent.getFraction(), 0.8);
+    EXPECT_DOUBLE_EQ(parent.getFraction(), 0.8); // although the first share was not used up
     child.subPhase(1.0, grandchild);
     grandchild.set(0.5);
     EXPECT_DOUBLE_EQ(parent.getFraction(), 0.9);
@@ -64,20 +48,11 @@ TEST(Progress, handsOutSuccessiveShares) {
 
     parent.set(0.3); // absolute, whatever was handed out
     EXPECT_EQ(parent.getFraction(), 0.3);
-    EXPECT_EQ(heard.reports.size(), 5U); // every set, and no subPhase
+    EXPECT_EQ(heard.reports.size(), 4U); // every set, and no subPhase
 }
 
-TEST(Progress, standsAtTheStartOfAShareThatIsNeverReported) {
-    Progress parent;
-    Progress child;
-    parent.subPhase(0.8, child);
-    parent.subPhase(0.2, child);
-    EXPECT_DOUBLE_EQ(parent.getFraction(), 0.8);
-}
-
-TEST(Progress, keepsImpossibleSharesInRange) {
-    Progress parent;
-    Progress child;
+TEST(Progress, keepsImpossibleValuesInRange) {
+    Progress parent, child;
     for (const double share : {std::nan(""), -1.0, 0.6, 0.6, 3.0}) {
         parent.subPhase(share, child);
         child.set(1);
@@ -87,13 +62,17 @@ TEST(Progress, keepsImpossibleSharesInRange) {
     parent.subPhase(0.5, parent);
     parent.set(0.5);
     EXPECT_EQ(parent.getFraction(), 0.5);
+    parent.set(std::nan("")); // changes nothing
+    EXPECT_EQ(parent.getFraction(), 0.5);
+    parent.set(1.0000001);
+    EXPECT_EQ(parent.getFraction(), 1);
+    parent.set(-3);
+    EXPECT_EQ(parent.getFraction(), 0);
 }
 
 TEST(Progress, callsBackForItselfAndItsChildren) {
-    Progress parent;
-    Progress child;
-    const Heard heardByParent(parent);
-    const Heard heardByChild(child);
+    Progress parent, child;
+    const Heard heardByParent(parent), heardByChild(child);
     parent.setCaption("Weld");
     parent.subPhase(0.5, child);
     child.setCaption("Sort");
@@ -104,20 +83,16 @@ TEST(Progress, callsBackForItselfAndItsChildren) {
     EXPECT_EQ(heardByParent.reports,
               (Reports{{0, "Weld"}, {0, "Sort"}, {0.25, "Sort"}, {0.25, "Sort"}, {0.25, ""}}));
     EXPECT_EQ(heardByChild.reports, (Reports{{0, "Sort"}, {0.5, "Sort"}, {0.5, "Sort"}}));
-    EXPECT_STREQ(parent.getCaption(), "");
 }
 
 TEST(Progress, isCancelledFromAboveAndFromAnyThread) {
-    Progress root;
-    Progress child;
-    Progress grandchild;
+    Progress root, child, grandchild, other;
     root.subPhase(1, child);
     child.subPhase(1, grandchild);
     EXPECT_FALSE(grandchild.cancelled());
     std::thread([&] { root.cancel(); }).join();
     EXPECT_TRUE(grandchild.cancelled());
 
-    Progress other;
     other.subPhase(1, grandchild); // leaves its former parent
     EXPECT_FALSE(grandchild.cancelled());
     grandchild.cancel();
@@ -134,7 +109,6 @@ TEST(Progress, outlivesItsParentAndItsChild) {
     {
         Progress child;
         survivor.subPhase(0.5, child);
-        child.set(1);
     }
     Progress next;
     survivor.subPhase(0.5, next);

