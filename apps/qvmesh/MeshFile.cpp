@@ -2,7 +2,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cctype>
 #include <climits>
 #include <cmath>
 #include <cstring>
@@ -19,6 +18,7 @@
 #include "qvmesh/Job.h"
 #include "qvmesh/OutputFile.h"
 #include "qvmesh/formats/Formats.h"
+#include "qvmesh/formats/TextLines.h"
 
 namespace qvmesh {
 
@@ -43,12 +43,8 @@ constexpr Format kFormats[] = {
 constexpr Format kOtherScene = {"", readScene, nullptr};
 
 /// In small letters and without dot.
-std::string plainExtension(std::string extension) {
-    if (extension.starts_with('.'))
-        extension.erase(0, 1);
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return extension;
+std::string plainExtension(const std::string& extension) {
+    return inSmallLetters(extension.starts_with('.') ? extension.substr(1) : extension);
 }
 
 std::string extensionOf(const fs::path& path) { return plainExtension(path.extension().string()); }

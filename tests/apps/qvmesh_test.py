@@ -235,6 +235,22 @@ def test_ply_variants(folder):
                 same(found[1], triangles, text)
 
 
+def test_text_stl(folder):
+    """Corners come exactly as written, and a file without its end is refused."""
+    facet = ("  FACET normal 0 0 0\n outer loop\n vertex 1.100000e+00 2.3e-3 -3\n"
+             " vertex 0 0.1 +2\n vertex 1 0 1.234567e-02\n endloop\nendfacet\r\n")
+    path = folder / "text.stl"
+    path.write_text(f"solid a # 1\n{facet}endsolid a\nsolid b\n{facet}{facet}endsolid b\n")
+    found = read_mesh(convert(path, folder / "text.mesh"))
+    same(found[0], [tuple(float("%.10g" % struct.unpack("f", struct.pack("f", x))[0]) for x in p)
+                    for p in ((1.1, 2.3e-3, -3), (0, 0.1, 2), (1, 0, 1.234567e-2))] * 3)
+    same(found[1], [(0, 1, 2), (3, 4, 5), (6, 7, 8)])
+    path.write_text(f"solid a\n{facet}")
+    check_refused("text.stl:9: the file ends", "info", path)
+    path.write_text(f"solid a\n{facet.replace('vertex 0 ', 'vortex 0 ')}endsolid")
+    check_refused("text.stl:7: a facet has not 3 corners", "info", path)
+
+
 def test_scenes_are_placed(folder):
     """Several nodes with one mesh, one of them mirrored: all solids keep their outside outside."""
     (folder / "cube.mesh").write_text(mesh_text(CUBE_CORNERS, CUBE_FACES))
