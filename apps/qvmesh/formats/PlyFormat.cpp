@@ -123,7 +123,7 @@ private:
         const std::size_t end = lineEnd_.empty() ? rest_.npos : rest_.find(lineEnd_);
         if (end == rest_.npos)
             fail("the header has no end");
-        const std::string line(rest_.substr(0, end));
+        std::string line(rest_.substr(0, end));
         rest_.remove_prefix(end + lineEnd_.size());
         return line;
     }
