@@ -1,0 +1,36 @@
+/// \file
+/// The division of the plane that two-dimensional queries walk.
+#pragma once
+
+#include <vector>
+
+#include "qvGeom/Export.h"
+#include "qvGeom/foundation/base/Reference.h"
+#include "qvGeom/foundation/geometry/QuadtreeIterator.h"
+
+namespace qvGeom {
+
+/// What `Octree` is in space, over x and y: a split node has four children, those without points
+/// among them, and a leaf at most `maxPerLeaf` points. z is left alone.
+class QVGEOM_API Quadtree : public qv::ReferenceCount {
+public:
+    static constexpr int kMaxDepth = 24;
+
+    Quadtree(int n, const float* xyz, const BoundingBox& box, int maxPerLeaf);
+
+    QuadtreeIterator getRoot() const { return {box_, nodes_.data()}; }
+
+    /// The number of leaves.
+    int getNumVoxels() const { return numVoxels_; }
+
+    /// The number of levels, at least 1.
+    int getDepth() const { return depth_; }
+
+private:
+    BoundingBox box_;
+    std::vector<TreeNode> nodes_; // the root first
+    int numVoxels_ = 0;
+    int depth_ = 1;
+};
+
+} // namespace qvGeom
