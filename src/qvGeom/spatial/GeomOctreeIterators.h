@@ -59,10 +59,10 @@ using OctreeBBoxIntersectIt = OctreeQueryIt<BoundingBox>;
 using OctreeSphereIntersectIt = OctreeQueryIt<Sphere>;
 using OctreeRayIntersectIt = OctreeQueryIt<Ray>;
 
-extern template class OctreeQueryIt<Frustum>;
-extern template class OctreeQueryIt<BoundingBox>;
-extern template class OctreeQueryIt<Sphere>;
-extern template class OctreeQueryIt<Ray>;
+extern template class QVGEOM_API OctreeQueryIt<Frustum>;
+extern template class QVGEOM_API OctreeQueryIt<BoundingBox>;
+extern template class QVGEOM_API OctreeQueryIt<Sphere>;
+extern template class QVGEOM_API OctreeQueryIt<Ray>;
 
 /// Meets all leaves, the last child of every node first.
 class QVGEOM_API OctreeLeafIterator {

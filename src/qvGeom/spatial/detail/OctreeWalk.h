@@ -5,7 +5,6 @@
 /// parent's, and give the same answers as tests of one box after the other.
 #pragma once
 
-#include <bit>
 #include <cfloat>
 #include <limits>
 
@@ -28,27 +27,6 @@ inline unsigned childrenMeeting(const OctreeIterator& parent, const BoundingBox&
                     (query.max[axis] >= middle ? 0xffU ^ lower : 0U);
     }
     return children;
-}
-
-/// Calls `visit` with every leaf below `node` whose box `query` meets, given that it meets that of
-/// the node. `order` is that in which the children of a node are taken.
-template <class Visit>
-void forEachLeafMeeting(OctreeIterator node, const BoundingBox& query, const int* order,
-                        const Visit& visit) {
-    while (!node.isLeaf()) {
-        const unsigned children = childrenMeeting(node, query);
-        if (!std::has_single_bit(children)) {
-            for (int i = 0; i < 8; ++i) {
-                OctreeIterator child = node;
-                if ((children >> order[i] & 1) && child.descend(order[i]))
-                    forEachLeafMeeting(child, query, order, visit);
-            }
-            return;
-        }
-        if (!node.descend(std::countr_zero(children)))
-            return;
-    }
-    visit(node);
 }
 
 /// Where a ray enters and leaves the space between two sides of a box, in units of its direction.
