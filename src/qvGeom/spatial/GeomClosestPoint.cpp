@@ -143,12 +143,14 @@ private:
     /// and no branch stands in the way of loading them.
     void visitBlock(const int* triangles, int count) {
         double boxes[kBlockSize];
+        double nearest = kInfinity;
         int first = 0;
         for (int i = 0; i < count; ++i) {
             boxes[i] = boxDistance2(triangles_[triangles[i]]);
-            first = boxes[i] < boxes[first] ? i : first;
+            first = boxes[i] < nearest ? i : first;
+            nearest = boxes[i] < nearest ? boxes[i] : nearest;
         }
-        if (boxes[first] > limit2_)
+        if (nearest > limit2_)
             return;
         consider(triangles[first]);
         for (int i = 0; i < count; ++i) {

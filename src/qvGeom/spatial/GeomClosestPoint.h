@@ -15,7 +15,8 @@ struct MeshCoord;
 class Octree;
 class OctreeTris;
 
-/// Looks for closest points through an octree over the vertices of the mesh and its triangles.
+/// Looks for closest points through an octree over the vertices of the mesh and its triangles. The
+/// octree must keep empty children: parts of triangles in those that do not exist are not seen.
 ///
 /// All three are borrowed and must not change. Threads may each have an object of their own on the
 /// same mesh; it costs nothing to make one.
