@@ -31,7 +31,7 @@ SYSTEM_HEADERS = set(
     shared_mutex source_location span sstream stack stdexcept stop_token streambuf string string_view
     syncstream system_error thread tuple type_traits typeindex typeinfo unordered_map unordered_set
     utility valarray variant vector version
-    fcntl.h locale.h pthread.h sched.h sys/mman.h sys/stat.h sys/types.h time.h unistd.h
+    emmintrin.h fcntl.h locale.h pthread.h sched.h sys/mman.h sys/stat.h sys/types.h time.h unistd.h
     """.split()
 )
 
@@ -46,7 +46,7 @@ def folder_of(path):
 def fault_of(file, bracket, name):
     """What is wrong with one include, or None. `file` is relative to qvGeom/."""
     if bracket == "<":
-        return None if name in SYSTEM_HEADERS else "is neither a standard nor a POSIX header"
+        return None if name in SYSTEM_HEADERS else "is neither a standard nor a system header"
     if not name.startswith("qvGeom/"):
         return "is not written from qvGeom/ on"
     target = Path(name).relative_to("qvGeom")

@@ -98,6 +98,54 @@ CompactMesh strip(int triangles) {
     return meshOf(vertices, corners);
 }
 
+CompactMesh sphere(int rings, int segments) {
+    std::vector<MeshVertex> vertices{{0, 0, 1}};
+    for (int r = 1; r <= rings; ++r) {
+        const double polar = std::numbers::pi * r / (rings + 1);
+        for (int s = 0; s < segments; ++s) {
+            const double turn = 2 * std::numbers::pi * s / segments;
+            vertices.push_back(vertexAt(std::sin(polar) * std::cos(turn),
+                                        std::sin(polar) * std::sin(turn), std::cos(polar)));
+        }
+    }
+    vertices.push_back({0, 0, -1});
+
+    const int bottom = rings * segments + 1;
+    std::vector<MeshTriangle> corners;
+    for (int s = 0; s < segments; ++s) {
+        const int next = (s + 1) % segments;
+        corners.push_back({{0, 1 + s, 1 + next}});
+        for (int r = 0; r + 1 < rings; ++r) {
+            const int upper = 1 + r * segments;
+            const int lower = upper + segments;
+            corners.push_back({{upper + s, lower + s, lower + next}});
+            corners.push_back({{upper + s, lower + next, upper + next}});
+        }
+        corners.push_back({{bottom, bottom - segments + next, bottom - segments + s}});
+    }
+    return meshOf(vertices, corners);
+}
+
+CompactMesh torus(int around, int across) {
+    std::vector<MeshVertex> vertices;
+    std::vector<MeshTriangle> triangles;
+    for (int a = 0; a < around; ++a) {
+        const double turn = 2 * std::numbers::pi * a / around;
+        for (int c = 0; c < across; ++c) {
+            const double tube = 2 * std::numbers::pi * c / across;
+            const double radius = 2 + std::cos(tube);
+            vertices.push_back(
+                vertexAt(radius * std::cos(turn), radius * std::sin(turn), std::sin(tube)));
+            const int low = a * across;
+            const int high = (a + 1) % around * across;
+            const int next = (c + 1) % across;
+            triangles.push_back({{low + c, low + next, high + next}});
+            triangles.push_back({{low + c, high + next, high + c}});
+        }
+    }
+    return meshOf(vertices, triangles);
+}
+
 CompactMesh bowTie() {
     return meshOf({{0, 0, 0}, {1, -1, 0}, {1, 1, 0}, {-1, 1, 0}, {-1, -1, 0}},
                   {{{0, 1, 2}}, {{0, 3, 4}}});

@@ -30,6 +30,12 @@ qvGeom::CompactMesh openFan(int triangles);
 /// A zigzag of `triangles` triangles, all wound the same way.
 qvGeom::CompactMesh strip(int triangles);
 
+/// A closed unit sphere: two poles, `rings` circles of `segments` vertices.
+qvGeom::CompactMesh sphere(int rings, int segments);
+
+/// A closed torus of 2 * around * across triangles.
+qvGeom::CompactMesh torus(int around, int across);
+
 /// Two triangles that share one vertex.
 qvGeom::CompactMesh bowTie();
 
