@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <limits>
 #include <vector>
 
 #include "qvGeom/foundation/base/Diagnostics.h"
@@ -140,11 +142,29 @@ bool shareVertex(const MeshTriangle& a, const MeshTriangle& b) {
     return shared;
 }
 
-/// The same as intersects(), without its branches, which cannot be foretold here.
-bool meet(const BoundingBox& a, const BoundingBox& b) {
-    return (a.min[0] <= b.max[0]) & (b.min[0] <= a.max[0]) & (a.min[1] <= b.max[1]) &
-           (b.min[1] <= a.max[1]) & (a.min[2] <= b.max[2]) & (b.min[2] <= a.max[2]);
-}
+/// Compares the box of one triangle with many others: the same as intersects(), without its
+/// branches, which cannot be foretold here. Boxes of triangles hold no NaN.
+class BoxComparison {
+public:
+    explicit BoxComparison(const BoundingBox& box)
+        : max_{box.max[0], box.max[1], box.max[2], std::numeric_limits<float>::infinity()},
+          min_{-std::numeric_limits<float>::infinity(), box.min[0], box.min[1], box.min[2]} {}
+
+    bool meets(const BoundingBox& box) const {
+        const auto* const sides = reinterpret_cast<const float*>(&box); // it is six of them
+        Lanes minAndOne, oneAndMax;
+        std::memcpy(&minAndOne, sides, sizeof minAndOne);
+        std::memcpy(&oneAndMax, sides + 2, sizeof oneAndMax);
+        using Halves [[gnu::vector_size(16)]] = long long;
+        const auto met = reinterpret_cast<Halves>((minAndOne <= max_) & (oneAndMax >= min_));
+        return (met[0] & met[1]) == -1;
+    }
+
+private:
+    using Lanes [[gnu::vector_size(16)]] = float;
+
+    Lanes max_, min_;
+};
 
 /// A triangle of the mesh while it is compared with others.
 struct Subject {
@@ -175,10 +195,11 @@ public:
     template <class Visit>
     void forEachNew(const Subject& subject, const int* first, const int* last,
                     const BoundingBox* boxes, const Visit& visit) {
+        const BoxComparison comparison(subject.box);
         int count = 0;
         for (const int* other = first; other != last; ++other) {
             met_[count] = *other;
-            count += meet(subject.box, boxes[*other]);
+            count += comparison.meets(boxes[*other]);
         }
         for (int k = 0; k < count; ++k) {
             const int other = met_[k];
