@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <vector>
 
@@ -136,10 +137,8 @@ MeshIntersectPair segmentOn(const CompactMesh& mesh, int triangle, const Point& 
 }
 
 bool shareVertex(const MeshTriangle& a, const MeshTriangle& b) {
-    bool shared = false;
-    for (const int v : a.v)
-        shared |= (v == b[0]) | (v == b[1]) | (v == b[2]);
-    return shared;
+    return std::any_of(std::begin(a.v), std::end(a.v),
+                       [&b](int v) { return v == b[0] || v == b[1] || v == b[2]; });
 }
 
 /// Compares the box of one triangle with many others: the same as intersects(), without its
