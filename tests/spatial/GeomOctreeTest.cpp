@@ -164,6 +164,7 @@ TEST(BoxPredicates, rays) {
 
 std::vector<std::vector<int>> contentsOf(const ArrayOfSets& sets) {
     std::vector<std::vector<int>> contents;
+    contents.reserve(sets.numSets());
     for (int i = 0; i < sets.numSets(); ++i)
         contents.emplace_back(sets.begin(i), sets.end(i));
     return contents;

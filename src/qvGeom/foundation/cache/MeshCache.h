@@ -61,6 +61,8 @@ protected:
 class QVGEOM_API SimpleMeshCache : public MeshCache {
 public:
     SimpleMeshCache();
+    SimpleMeshCache(const SimpleMeshCache&) = delete;
+    SimpleMeshCache& operator=(const SimpleMeshCache&) = delete;
     ~SimpleMeshCache() override;
 
     /// Drops the tables of all meshes.
