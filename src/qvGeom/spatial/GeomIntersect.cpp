@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <iterator>
 #include <limits>
 #include <vector>
 
@@ -137,12 +136,14 @@ MeshIntersectPair segmentOn(const CompactMesh& mesh, int triangle, const Point& 
 }
 
 bool shareVertex(const MeshTriangle& a, const MeshTriangle& b) {
-    return std::any_of(std::begin(a.v), std::end(a.v),
-                       [&b](int v) { return v == b[0] || v == b[1] || v == b[2]; });
+    int shared = 0; // counted, to do without branches
+    for (const int v : a.v)
+        shared += int{v == b[0]} + int{v == b[1]} + int{v == b[2]};
+    return shared > 0;
 }
 
 /// Compares the box of one triangle with many others: the same as intersects(), without its
-/// branches, which cannot be foretold here. Boxes of triangles hold no NaN.
+/// branches, which cannot be foretold. Boxes of triangles hold no NaN.
 class BoxComparison {
 public:
     explicit BoxComparison(const BoundingBox& box)
