@@ -1,0 +1,165 @@
+#include "qvGeom/editing/GeomSelection.h"
+
+#include <algorithm>
+#include <array>
+#include <deque>
+#include <gtest/gtest.h>
+#include <limits>
+#include <set>
+#include <vector>
+
+#include "qvGeom/foundation/geometry/CompactMesh.h"
+#include "qvGeom/foundation/geometry/MeshAdjTris.h"
+#include "qvGeom/foundation/geometry/MeshCoord.h"
+#include "qvGeom/topology/GeomAdjacency.h"
+
+#include "support/CapturedOutput.h"
+#include "support/MeshBuilders.h"
+
+namespace {
+
+using qvGeom::BitVector;
+using qvGeom::CompactMesh;
+using qvGeom::MeshAdjTris;
+using qvGeom::MeshCoord;
+using qvGeom::MeshSelect;
+
+struct Subject {
+    CompactMesh mesh;
+    MeshAdjTris adjTris;
+
+    explicit Subject(const CompactMesh& source) : mesh(source) { meshAdjTris(mesh, adjTris); }
+
+    std::set<int> cornersOf(const std::set<int>& triangles) const {
+        std::set<int> corners;
+        for (const int t : triangles)
+            corners.insert(mesh.getTriangles()[t].v, mesh.getTriangles()[t].v + 3);
+        return corners;
+    }
+
+    std::set<int> trianglesWith(const std::set<int>& corners, int minCount) const {
+        std::set<int> triangles;
+        for (int t = 0; t < mesh.getNumTriangles(); ++t) {
+            const auto& v = mesh.getTriangles()[t].v;
+            if (std::count_if(v, v + 3, [&](int c) { return corners.contains(c); }) >= minCount)
+                triangles.insert(t);
+        }
+        return triangles;
+    }
+};
+
+std::set<int> bitsOf(const BitVector& bits) {
+    std::set<int> set;
+    for (int i = 0; i < bits.size(); ++i) {
+        if (bits.test(i))
+            set.insert(i);
+    }
+    EXPECT_EQ(bits.numSetBits(), static_cast<int>(set.size()));
+    return set;
+}
+
+TEST(MeshSelect, agreesWithSetsOfIndices) {
+    for (int seed = 0; seed < 60; ++seed) {
+        SCOPED_TRACE(seed);
+        Subject s(test::randomMesh(seed, 5 + seed, 3 + seed / 2));
+        BitVector ownVertices(1000), ownTriangles; // both of the wrong size
+        ownVertices.setBits(2, std::array{seed % 5, 3}.data());
+        MeshSelect select(s.mesh, s.adjTris, ownTriangles, ownVertices);
+        const std::set<int> vertices = bitsOf(select.getSelectedVertices());
+        for (int minCount = -1; minCount <= 4; ++minCount) {
+            select.selectTrianglesFromVertices(minCount);
+            EXPECT_EQ(bitsOf(ownTriangles), s.trianglesWith(vertices, minCount));
+        }
+        select.selectAllTrianglesFromVertices();
+        std::set<int> grown = s.trianglesWith(vertices, 1);
+        EXPECT_EQ(bitsOf(ownTriangles), grown);
+
+        BitVector around;
+        select.selectTrisAdjacentToVert(3, around);
+        select.selectTrisAdjacentToVert(seed % 5, around);
+        EXPECT_EQ(around, ownTriangles);
+
+        select.selectTrianglesRecursive(true);
+        grown = s.trianglesWith(s.cornersOf(grown), 1);
+        EXPECT_EQ(bitsOf(ownTriangles), grown);
+        for (std::size_t before = grown.size() + 1; before != grown.size();) {
+            before = grown.size();
+            grown = s.trianglesWith(s.cornersOf(grown), 1);
+        }
+        select.selectTrianglesRecursive(false);
+        EXPECT_EQ(bitsOf(ownTriangles), grown);
+        select.selectVerticesFromTriangles();
+        EXPECT_EQ(bitsOf(ownVertices), s.cornersOf(grown));
+
+        select.invertTriangleSelection();
+        for (int t = 0; t < s.mesh.getNumTriangles(); ++t)
+            EXPECT_NE(ownTriangles.test(t), grown.contains(t));
+        EXPECT_EQ(bitsOf(ownTriangles).size() + grown.size(), s.mesh.getNumTriangles());
+    }
+}
+
+// A second sheet close above the grid is near, but no chain of triangles leads there.
+TEST(MeshSelect, affectedTrianglesAreNearAndReached) {
+    CompactMesh sheets = test::soupOf(test::grid(9, 9));
+    const int perSheet = sheets.getNumVertices();
+    CompactMesh grid = test::grid(9, 9);
+    const int first = grid.getNumVertices(), numTriangles = grid.getNumTriangles();
+    grid.resizeVertexArray(first + perSheet);
+    grid.resizeTriangleArray(2 * numTriangles);
+    for (int v = 0; v < perSheet; ++v) {
+        grid.getVertices()[first + v] = sheets.getVertices()[v];
+        grid.getVertices()[first + v].z = 0.125F;
+        grid.getTrianglesRaw()[3 * numTriangles + v] = first + v;
+    }
+    Subject s(grid);
+    MeshSelect select(s.mesh, s.adjTris);
+    const int centre = 4 * 10 + 4, home = *s.adjTris.begin(centre);
+    MeshCoord coord;
+    coord.setFromPoint(home, s.mesh.getVertices(), s.mesh.getTriangles(), {4, 4, 0});
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    // The disk round a corner meets the triangles whose nearest corner or edge is that near.
+    for (const auto& [tolerance, count] :
+         {std::pair{-1., 1}, {nan, 1}, {0., 6}, {0.5, 6}, {0.75, 8}, {1., 20}}) {
+        select.selectAffectedTriangles({MeshCoord(), coord, coord}, tolerance);
+        EXPECT_EQ(bitsOf(s.mesh.getSelectedTriangles()).size(), count) << tolerance;
+        EXPECT_TRUE(s.mesh.getSelectedTriangles().test(home));
+    }
+    select.selectAffectedTriangles({coord}, 100);
+    EXPECT_EQ(s.mesh.getSelectedTriangles().numSetBits(), numTriangles);
+    select.selectAffectedTriangles({}, 1);
+    EXPECT_EQ(s.mesh.getSelectedTriangles().numSetBits(), 0);
+}
+
+TEST(MeshSelect, printsItsLines) {
+    Subject s(test::bowTie());
+    MeshSelect select(s.mesh, s.adjTris);
+    const test::CapturedOutput output;
+    select.selectTrianglesFromVertices(0);
+    select.selectAllTrianglesFromVertices();
+    select.invertTriangleSelection();
+    select.selectVerticesFromTriangles();
+    select.selectTrianglesRecursive(true);
+    select.selectAffectedTriangles({}, 0);
+    EXPECT_EQ(output.debugWithoutSeconds(), "MeshSelect::selectedTrianglesFromVertices()\n"
+                                            "  selected triangles(2): S s\n"
+                                            "MeshSelect::selectAllTrianglesFromVertices()\n"
+                                            "  selected triangles(0): S s\n"
+                                            "MeshSelect::selectVerticesFromTriangles()\n"
+                                            "  selected vertices(5): S s\n"
+                                            "MeshSelect::selectTrianglesRecursive()\n"
+                                            "   S s\n"
+                                            "MeshSelect::selectAffectedTriangles()\n"
+                                            "  selected triangles(0): S s\n");
+}
+
+TEST(MeshSubset, takesSelectionsAsFilters) {
+    CompactMesh mesh = test::grid(2, 1); // 6 vertices, 4 triangles
+    mesh.getSelectedTriangles() = test::selectionOf(9, {1, 3, 7});
+    const qvGeom::MeshSubset own = meshSubsetFromSelection(mesh);
+    EXPECT_EQ(own.mesh, &mesh);
+    EXPECT_EQ(own.vertices, test::selectionOf(6, {0, 1, 2, 3, 4, 5}));
+    EXPECT_EQ(own.triangles, test::selectionOf(4, {1, 3}));
+    EXPECT_EQ(meshSubsetFromSelection(mesh, BitVector(6), BitVector()).vertices, BitVector(6));
+}
+
+} // namespace
