@@ -9,15 +9,6 @@ using qvLinear::Point;
 
 namespace {
 
-/// Makes room for `count` more records, so that appending them neither moves nor throws. Capacity
-/// doubles, or adding one face after another would cost quadratic time.
-template <class Record>
-void reserveMore(std::vector<Record>& records, int count) {
-    const std::size_t needed = records.size() + static_cast<std::size_t>(std::max(count, 0));
-    if (needed > records.capacity())
-        records.reserve(std::max(needed, 2 * records.capacity()));
-}
-
 /// A half-edge without twin as its lower vertex sees it: the higher vertex, the id, and in the last
 /// bit whether it runs upward. Order is by higher vertex, then by id.
 using OpenEdge = std::uint64_t;
@@ -96,6 +87,9 @@ void TopoMesh::swap(TopoMesh& other) noexcept {
     vertices_.swap(other.vertices_);
     edges_.swap(other.edges_);
     faces_.swap(other.faces_);
+    std::swap(numDeletedVertices_, other.numDeletedVertices_);
+    std::swap(numDeletedEdges_, other.numDeletedEdges_);
+    std::swap(numDeletedFaces_, other.numDeletedFaces_);
 }
 
 void TopoMesh::reserve(int numVertices, int numEdges, int numFaces) {
@@ -104,10 +98,7 @@ void TopoMesh::reserve(int numVertices, int numEdges, int numFaces) {
     reserveMore(faces_, numFaces - faceIdLimit());
 }
 
-TopoMeshVertex TopoMesh::allocVertex(const Point& point) {
-    vertices_.push_back({point, -1});
-    return {this, vertexIdLimit() - 1};
-}
+TopoMeshVertex TopoMesh::allocVertex(const Point& point) { return {this, addVertex(point)}; }
 
 TopoMeshFace TopoMesh::allocTriangle(TopoMeshVertex a, TopoMeshVertex b, TopoMeshVertex c) {
     if (!has(a) || !has(b) || !has(c))
@@ -140,8 +131,9 @@ int TopoMesh::allocFace(const int* corners, int numCorners) {
     for (int e = first; e <= last; ++e) {
         const int next = e < last ? e + 1 : first;
         const int prev = e > first ? e - 1 : last;
-        edges_.push_back({corners[e - first], next, prev, -1, face, -1, -1});
-        linkOutgoing(e);
+        addEdge(corners[e - first], face);
+        edges_[e].next = next;
+        edges_[e].prev = prev;
     }
     return face;
 }
@@ -152,41 +144,6 @@ bool TopoMesh::setTwins(TopoMeshEdge e, TopoMeshEdge f) {
     unlinkTwin(e.id);
     unlinkTwin(f.id);
     linkTwins(e.id, f.id);
-    return true;
-}
-
-bool TopoMesh::swapEdge(TopoMeshEdge e) { return has(e) && swapEdge(e.id); }
-
-bool TopoMesh::swapEdge(int e) {
-    const int t = edgeTwin(e);
-    if (t < 0 || !isTriangleEdge(e) || !isTriangleEdge(t))
-        return false;
-    const int nextE = edgeNext(e);
-    const int prevE = edgePrev(e);
-    const int nextT = edgeNext(t);
-    const int prevT = edgePrev(t);
-    const int a = edgeVertex(e);
-    const int b = edgeVertex(t);
-    const int c = edgeVertex(prevE);
-    const int d = edgeVertex(prevT);
-    if (c == d || findEdge(c, d) >= 0 || findEdge(d, c) >= 0)
-        return false;
-
-    // The edge may turn either way. Turning by which pair holds the lowest vertex makes a second
-    // swap turn back, where turning on would exchange the two faces.
-    if (std::min(a, b) < std::min(c, d)) {
-        moveOrigin(e, c);
-        moveOrigin(t, d);
-        exchangeFaces(prevE, prevT);
-        setTriangleRing(e, prevT, nextE);
-        setTriangleRing(t, prevE, nextT);
-    } else {
-        moveOrigin(e, d);
-        moveOrigin(t, c);
-        exchangeFaces(nextE, nextT);
-        setTriangleRing(e, prevE, nextT);
-        setTriangleRing(t, prevT, nextE);
-    }
     return true;
 }
 
@@ -214,16 +171,26 @@ int TopoMesh::findEdge(int a, int b) const {
 }
 
 int TopoMesh::vertexValence(int v) const {
-    std::vector<int> neighbours;
-    neighbours.reserve(32); // two per face: most vertices need no more
+    // A short list searched in place serves most vertices, without an allocation.
+    constexpr int kMaxFew = 24;
+    int few[kMaxFew];
+    int count = 0;
+    const auto consider = [&](int neighbour) {
+        if (neighbour != v && std::find(few, few + count, neighbour) == few + count) {
+            if (count == kMaxFew)
+                return false;
+            few[count++] = neighbour;
+        }
+        return true;
+    };
     for (int e = vertexEdge(v); e >= 0; e = edgeNextOutgoing(e)) {
-        neighbours.push_back(edgeEndVertex(e));
-        neighbours.push_back(edgeVertex(edgePrev(e)));
+        if (!consider(edgeEndVertex(e)) || !consider(edgeVertex(edgePrev(e)))) {
+            std::vector<int> neighbours;
+            gatherNeighbours(v, neighbours);
+            return static_cast<int>(neighbours.size());
+        }
     }
-    std::sort(neighbours.begin(), neighbours.end());
-    const auto end = std::unique(neighbours.begin(), neighbours.end());
-    const bool neighboursItself = std::binary_search(neighbours.begin(), end, v);
-    return static_cast<int>(end - neighbours.begin()) - (neighboursItself ? 1 : 0);
+    return count;
 }
 
 bool TopoMesh::vertexOnBoundary(int v) const {
@@ -233,6 +200,20 @@ bool TopoMesh::vertexOnBoundary(int v) const {
     while (e >= 0 && edgeTwin(e) >= 0)
         e = edgeNextOutgoing(e);
     return e >= 0;
+}
+
+/// The distinct vertices that an edge joins to `v`, in order of id.
+void TopoMesh::gatherNeighbours(int v, std::vector<int>& neighbours) const {
+    neighbours.clear();
+    for (int e = vertexEdge(v); e >= 0; e = edgeNextOutgoing(e)) {
+        neighbours.push_back(edgeEndVertex(e));
+        neighbours.push_back(edgeVertex(edgePrev(e)));
+    }
+    std::sort(neighbours.begin(), neighbours.end());
+    neighbours.erase(std::unique(neighbours.begin(), neighbours.end()), neighbours.end());
+    const auto itself = std::lower_bound(neighbours.begin(), neighbours.end(), v);
+    if (itself != neighbours.end() && *itself == v)
+        neighbours.erase(itself);
 }
 
 int TopoMesh::faceNumVertices(int f) const {
@@ -277,6 +258,7 @@ void TopoMesh::unlinkTwin(int e) {
 void TopoMesh::linkTwins(int e, int f) {
     edges_[e].twin = f;
     edges_[f].twin = e;
+    edges_[e].isTurned = edges_[f].isTurned = false;
 }
 
 void TopoMesh::linkOutgoing(int e) {
@@ -300,24 +282,6 @@ void TopoMesh::moveOrigin(int e, int v) {
     unlinkOutgoing(e);
     edges_[e].origin = v;
     linkOutgoing(e);
-}
-
-void TopoMesh::setTriangleRing(int e0, int e1, int e2) {
-    edges_[e0].next = edges_[e2].prev = e1;
-    edges_[e1].next = edges_[e0].prev = e2;
-    edges_[e2].next = edges_[e1].prev = e0;
-}
-
-/// Lets both half-edges change places, in the first corner of their faces too.
-void TopoMesh::exchangeFaces(int e, int f) {
-    const int faceOfE = edgeFace(e);
-    const int faceOfF = edgeFace(f);
-    if (faceEdge(faceOfE) == e)
-        faces_[faceOfE].edge = f;
-    if (faceEdge(faceOfF) == f)
-        faces_[faceOfF].edge = e;
-    edges_[e].face = faceOfF;
-    edges_[f].face = faceOfE;
 }
 
 } // namespace qvGeom

@@ -2,6 +2,8 @@
 /// A half-edge mesh of polygons, for work that changes connectivity.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <vector>
 
 #include "qvGeom/Export.h"
@@ -14,8 +16,9 @@ struct TopoMeshEdge;
 struct TopoMeshFace;
 
 /// A vertex of a `TopoMesh`. Like all handles it is a mesh and an id, of no cost to copy; the null
-/// handle has id -1. Handles compare by id alone. A question put to a null handle is answered by a
-/// null handle, 0 or false; only `point()` needs a real one.
+/// handle has id -1. Handles compare by id alone. A question put to a null handle, or to one whose
+/// element was deleted, is answered by a null handle, 0 or false; only `point()` needs a real one.
+/// From a deleted element its list still goes on to the next.
 struct TopoMeshVertex {
     TopoMesh* mesh = nullptr;
     int id = -1;
@@ -97,7 +100,8 @@ struct TopoMeshFace {
 QVGEOM_API void meshTwin(TopoMesh& mesh);
 
 /// Vertices, half-edges and faces in flat arrays, addressed by id. Ids count up in order of
-/// creation, which is also the order of the three lists, and are never given out twice.
+/// creation, which is also the order of the three lists, and are never given out twice, so that the
+/// handle of a deleted element never comes to mean another one.
 ///
 /// Any polygons may be put together: several fans may meet at a vertex, any number of faces at an
 /// edge, and neighbours may wind against each other. All edges at a vertex can be reached from it.
@@ -132,14 +136,64 @@ public:
     /// @}
 
     /// \name Editing
+    /// An edit that would break the mesh is refused: it answers false or a null handle, and nothing
+    /// has changed. The forms on ids need elements that are there.
     /// @{
     /// Turns the edge A-B between the triangles (A, B, C) and (B, A, D) into C-D. Every half-edge
     /// and face keeps its id, and `e` its face. Swapping the same edge again restores all of them,
-    /// unless another edge joins A and B. False, and nothing changed, when `e` has no twin, when a
-    /// face beside it is not a triangle, or when C and D are the same or already joined. Costs the
-    /// smaller valence of C and D.
+    /// unless another edge joins A and B. Refused when `e` has no twin, when a face beside it is
+    /// not a triangle, or when C and D are the same or already joined. Costs the smaller valence of
+    /// C and D.
     bool swapEdge(TopoMeshEdge e);
     bool swapEdge(int e);
+
+    /// Deletes a vertex with the edges at it and makes one of the faces around it, which is
+    /// returned: the oldest of them, with its first corner where it was unless that was `v`. An
+    /// isolated vertex leaves no face. Refused unless the faces form one closed fan with `v` once
+    /// in each, and where the face left would have fewer than three corners, a corner twice, or be
+    /// a triangle on the corners of another.
+    TopoMeshFace deleteVertex(TopoMeshVertex v);
+    int deleteVertex(int v);
+
+    /// Puts a vertex into a face and joins it to every corner. The face stays as the triangle at
+    /// its first edge; the others follow around the ring in order of creation.
+    TopoMeshVertex subdivideFace(TopoMeshFace f, const qvLinear::Point& point);
+    int subdivideFace(int f, const qvLinear::Point& point);
+
+    /// Puts a vertex on an edge, as a new corner of the faces beside it. Both half-edges keep their
+    /// start and now end at the new vertex.
+    TopoMeshVertex subdivideEdge(TopoMeshEdge e, const qvLinear::Point& point);
+    int subdivideEdge(int e, const qvLinear::Point& point);
+
+    /// The same between triangles, each of which is then cut in two, from the new vertex to its
+    /// opposite corner. Refused when a face beside the edge is not a triangle.
+    TopoMeshVertex splitEdge(TopoMeshEdge e, const qvLinear::Point& point);
+    int splitEdge(int e, const qvLinear::Point& point);
+
+    /// Splits the vertex where `e` and `f` start. The faces met on the way from `e`
+    /// counter-clockwise to `f` move to a new vertex, an edge joins it to the old one, and a
+    /// triangle fills each of the gaps that open at `e` and `f`. With a null `f` all faces up to
+    /// the boundary move and only `e` opens. `e` goes with the new vertex, `f` stays. Refused when
+    /// `f` is not met or both end at the same vertex.
+    TopoMeshVertex splitVertex(TopoMeshEdge e, TopoMeshEdge f, const qvLinear::Point& point);
+    int splitVertex(int e, int f, const qvLinear::Point& point);
+
+    /// Draws the vertex where `e` ends into the one where it starts, which keeps its point.
+    /// Triangles beside the edge vanish, other faces lose a corner. Refused where the surface would
+    /// change its shape: when both vertices have a neighbour in common that is not the third corner
+    /// of a vanishing triangle, share another face, or are both on the boundary while the edge is
+    /// not; when a triangle beside hangs on this edge alone; when two triangles would fall
+    /// together.
+    bool contractEdge(TopoMeshEdge e);
+    bool contractEdge(int e);
+
+    /// Hands all edges of `b` to `a`, which keeps its point, and deletes `b`. Refused when a face
+    /// has both. Edges that come to lie together are not linked: see `meshTwin`.
+    bool mergeVertices(TopoMeshVertex a, TopoMeshVertex b);
+    bool mergeVertices(int a, int b);
+
+    /// Makes the start of `e` the first corner of its face.
+    void setFirstEdge(int e) { faces_[edges_[e].face].edge = e; }
 
     /// @}
 
@@ -147,12 +201,12 @@ public:
     /// Walk a list from its first element by the handle's next link, or on ids from the -1 before
     /// the first to the -1 after the last.
     /// @{
-    int numVertices() const { return numIds(vertices_); }
+    int numVertices() const { return numIds(vertices_) - numDeletedVertices_; }
 
     /// The number of half-edges.
-    int numEdges() const { return numIds(edges_); }
+    int numEdges() const { return numIds(edges_) - numDeletedEdges_; }
 
-    int numFaces() const { return numIds(faces_); }
+    int numFaces() const { return numIds(faces_) - numDeletedFaces_; }
 
     TopoMeshVertex firstVertex() { return {this, nextVertex(-1)}; }
 
@@ -160,11 +214,18 @@ public:
 
     TopoMeshFace firstFace() { return {this, nextFace(-1)}; }
 
-    int nextVertex(int v) const { return v + 1 < numIds(vertices_) ? v + 1 : -1; }
+    int nextVertex(int v) const { return nextLive(vertices_, v); }
 
-    int nextEdge(int e) const { return e + 1 < numIds(edges_) ? e + 1 : -1; }
+    int nextEdge(int e) const { return nextLive(edges_, e); }
 
-    int nextFace(int f) const { return f + 1 < numIds(faces_) ? f + 1 : -1; }
+    int nextFace(int f) const { return nextLive(faces_, f); }
+
+    /// Whether an id below the limit is that of an element still there.
+    bool isVertex(int v) const { return vertices_[v].isLive(); }
+
+    bool isEdge(int e) const { return edges_[e].isLive(); }
+
+    bool isFace(int f) const { return faces_[f].isLive(); }
 
     /// One more than the highest id given out so far: the size of a table indexed by id.
     int vertexIdLimit() const { return numIds(vertices_); }
@@ -222,18 +283,26 @@ private:
     friend QVGEOM_API void meshTwin(TopoMesh& mesh);
 
     struct Vertex {
+        bool isLive() const { return !isDeleted; }
+
         qvLinear::Point point;
         int edge; // head of the list of half-edges that start here
+        bool isDeleted;
     };
 
     struct Edge {
-        int origin;
+        bool isLive() const { return origin >= 0; }
+
+        int origin; // -1, like all links, once deleted
         int next, prev, twin, face;
         int nextOutgoing, prevOutgoing; // list of the half-edges that start at the origin
+        bool isTurned;                  // whether the next swap turns back; the same for twins
     };
 
     struct Face {
-        int edge;
+        bool isLive() const { return edge >= 0; }
+
+        int edge; // -1 once deleted
     };
 
     template <class Record>
@@ -241,11 +310,40 @@ private:
         return static_cast<int>(records.size());
     }
 
-    bool has(TopoMeshVertex v) const {
-        return v.mesh == this && v.id >= 0 && v.id < vertexIdLimit();
+    /// Makes room for `count` more records, so that appending them neither moves nor throws.
+    /// Capacity doubles, or adding one face after another would cost quadratic time.
+    template <class Record>
+    static void reserveMore(std::vector<Record>& records, int count) {
+        const std::size_t needed = records.size() + static_cast<std::size_t>(std::max(count, 0));
+        if (needed > records.capacity())
+            records.reserve(std::max(needed, 2 * records.capacity()));
     }
 
-    bool has(TopoMeshEdge e) const { return e.mesh == this && e.id >= 0 && e.id < edgeIdLimit(); }
+    void reserveMore(int numVertices, int numEdges, int numFaces) {
+        reserveMore(vertices_, numVertices);
+        reserveMore(edges_, numEdges);
+        reserveMore(faces_, numFaces);
+    }
+
+    template <class Record>
+    static int nextLive(const std::vector<Record>& records, int id) {
+        do
+            ++id;
+        while (id < numIds(records) && !records[id].isLive());
+        return id < numIds(records) ? id : -1;
+    }
+
+    bool has(TopoMeshVertex v) const {
+        return v.mesh == this && v.id >= 0 && v.id < vertexIdLimit() && isVertex(v.id);
+    }
+
+    bool has(TopoMeshEdge e) const {
+        return e.mesh == this && e.id >= 0 && e.id < edgeIdLimit() && isEdge(e.id);
+    }
+
+    bool has(TopoMeshFace f) const {
+        return f.mesh == this && f.id >= 0 && f.id < faceIdLimit() && isFace(f.id);
+    }
 
     bool isTriangleEdge(int e) const { return edgeNext(edgeNext(e)) == edgePrev(e); }
 
@@ -255,12 +353,40 @@ private:
     void linkOutgoing(int e);
     void unlinkOutgoing(int e);
     void moveOrigin(int e, int v);
+    void moveOutgoing(int from, int to);
     void setTriangleRing(int e0, int e1, int e2);
     void exchangeFaces(int e, int f);
+
+    int addVertex(const qvLinear::Point& point);
+    int addEdge(int origin, int face);
+    int addTriangle(int a, int b, int c);
+    int insertIntoRing(int e, int v);
+    void cutOffTriangle(int e);
+    void dropVertex(int v);
+    void dropEdge(int e);
+    void dropFace(int f);
+    void dropTriangle(int e);
+    void dropFromRing(int e);
+
+    bool gatherLink(int v);
+    bool isLinkSound();
+    int cornersAmong(int f, int a, int b) const;
+    bool shareFace(int a, int b, int exceptF, int exceptG) const;
+    bool hasTriangle(int a, int b, int c) const;
+    bool canContractBeside(int e) const;
+    void gatherNeighbours(int v, std::vector<int>& neighbours) const;
+    bool canContract(int e) const;
 
     std::vector<Vertex> vertices_;
     std::vector<Edge> edges_;
     std::vector<Face> faces_;
+    int numDeletedVertices_ = 0;
+    int numDeletedEdges_ = 0;
+    int numDeletedFaces_ = 0;
+
+    // Room that deletions work in, kept to spare each of them an allocation.
+    std::vector<int> link_;
+    std::vector<int> linkCorners_;
 };
 
 inline qvLinear::Point& TopoMeshVertex::point() const { return mesh->vertexPoint(id); }
@@ -310,18 +436,20 @@ inline TopoMeshEdge TopoMeshEdge::nextInList() const {
     return {mesh, isNull() ? -1 : mesh->nextEdge(id)};
 }
 
-inline int TopoMeshFace::numVertices() const { return isNull() ? 0 : mesh->faceNumVertices(id); }
+inline int TopoMeshFace::numVertices() const {
+    return firstEdge().isNull() ? 0 : mesh->faceNumVertices(id);
+}
 
 inline TopoMeshEdge TopoMeshFace::firstEdge() const {
     return {mesh, isNull() ? -1 : mesh->faceEdge(id)};
 }
 
 inline qvLinear::Point TopoMeshFace::centroid() const {
-    return isNull() ? qvLinear::Point{0, 0, 0} : mesh->faceCentroid(id);
+    return firstEdge().isNull() ? qvLinear::Point{0, 0, 0} : mesh->faceCentroid(id);
 }
 
 inline bool TopoMeshFace::adjacent(TopoMeshFace other) const {
-    return !isNull() && !other.isNull() && mesh->faceAdjacent(id, other.id);
+    return !firstEdge().isNull() && !other.isNull() && mesh->faceAdjacent(id, other.id);
 }
 
 inline TopoMeshFace TopoMeshFace::next() const {
