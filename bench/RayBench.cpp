@@ -2,101 +2,35 @@
 // the rays: 0 a camera's, row by row, 1 at random.
 
 #include <benchmark/benchmark.h>
-#include <cmath>
 #include <cstdint>
-#include <optional>
-#include <random>
 #include <vector>
 
-#include "qvGeom/foundation/geometry/CompactMesh.h"
-#include "qvGeom/foundation/geometry/Octree.h"
-#include "qvGeom/foundation/geometry/OctreeTris.h"
-#include "qvGeom/foundation/linear/Linear.h"
-#include "qvGeom/spatial/GeomOctree.h"
 #include "qvGeom/spatial/GeomRayTrace.h"
-#include "qvGeom/topology/GeomBoundingBox.h"
 
 #include "support/Measure.h"
-#include "support/MeshBuilders.h"
+#include "support/Rays.h"
 
 namespace {
 
-using qvGeom::CompactMesh;
-using qvGeom::Octree;
-using qvLinear::PointFlt;
-using qvLinear::VectorFlt;
+using bench::RayQuery;
 
-constexpr int kSide = 512;
-constexpr int kVerticesPerLeaf = 16;
-
-Octree octreeOf(const CompactMesh& mesh) {
-    qvGeom::BoundingBox box;
-    meshBoundingBox(mesh, box);
-    return {mesh.getNumVertices(), mesh.getVerticesRaw(), box, true, kVerticesPerLeaf};
-}
-
-struct Subject {
-    int size;
-    CompactMesh mesh;
-    Octree octree;
-    qvGeom::OctreeTris tris;
-
-    explicit Subject(int triangles)
-        : size(triangles),
-          mesh(test::sphere(static_cast<int>(std::sqrt(triangles / 4)),
-                            2 * static_cast<int>(std::sqrt(triangles / 4)))),
-          octree(octreeOf(mesh)) {
-        computeOctreeTris(mesh, octree, tris);
+bench::Checksum traceOnes(qvGeom::RayTracer& tracer, const std::vector<RayQuery>& rays) {
+    bench::Checksum sum;
+    for (const RayQuery& ray : rays) {
+        sum.add(static_cast<int>(tracer.intersect(ray.origin, widen(ray.direction))));
+        sum.add(static_cast<float>(tracer.intersectionDist()));
     }
-};
-
-/// The subject of the case, kept from one case to the next while they have the same.
-const Subject& subjectOf(const benchmark::State& state) {
-    static std::optional<Subject> subject;
-    if (!subject || subject->size != state.range(0))
-        subject.emplace(static_cast<int>(state.range(0)));
-    return *subject;
-}
-
-struct Query {
-    PointFlt origin;
-    VectorFlt direction;
-};
-
-/// Four in a row belong together: they have one origin.
-std::vector<Query> raysOf(const benchmark::State& state) {
-    std::mt19937 random(1);
-    std::uniform_real_distribution<float> unit(-1.0F, 1.0F);
-    std::vector<Query> rays;
-    for (int i = 0; i < kSide * kSide; ++i) {
-        if (state.range(1) == 0) { // two by two pixels
-            const int block = i / 4, x = block % (kSide / 2) * 2 + i % 2,
-                      y = block / (kSide / 2) * 2 + i / 2 % 2;
-            const auto at = [](int pixel) { return (static_cast<float>(pixel) + 0.5F) / kSide; };
-            rays.push_back({{0.1F, 0.2F, 3.0F}, {at(x) * 0.9F - 0.5F, at(y) * 0.9F - 0.5F, -1.0F}});
-        } else {
-            const PointFlt from =
-                i % 4 == 0 ? PointFlt{1.5F * unit(random), 1.5F * unit(random), 1.5F * unit(random)}
-                           : rays.back().origin;
-            rays.push_back({from, {unit(random), unit(random), unit(random)}});
-        }
-    }
-    return rays;
+    return sum;
 }
 
 void trace(benchmark::State& state, bool nearest) {
-    const Subject& subject = subjectOf(state);
-    const std::vector<Query> rays = raysOf(state);
+    const bench::IndexedMesh& subject = bench::raySubjectOf(state);
+    const std::vector<RayQuery> rays = bench::raysOf(state);
     qvGeom::RayTracer tracer(subject.octree, subject.tris, &subject.mesh);
     tracer.setFindNearestHit(nearest);
     bench::Checksum sum;
-    for (auto _ : state) {
-        sum = {};
-        for (const Query& ray : rays) {
-            sum.add(static_cast<int>(tracer.intersect(ray.origin, widen(ray.direction))));
-            sum.add(static_cast<float>(tracer.intersectionDist()));
-        }
-    }
+    for (auto _ : state)
+        sum = traceOnes(tracer, rays);
     state.counters["checksum"] = sum.value();
     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(rays.size()));
 }
@@ -105,26 +39,46 @@ void rayNearest(benchmark::State& state) { trace(state, true); }
 
 void rayAny(benchmark::State& state) { trace(state, false); }
 
-/// The same checksum as rayNearest.
-void rayFour(benchmark::State& state) {
-    const Subject& subject = subjectOf(state);
-    const std::vector<Query> rays = raysOf(state);
-    qvGeom::QuadRayTracer tracer(subject.octree, subject.tris, &subject.mesh);
+bench::Checksum traceFours(qvGeom::QuadRayTracer& tracer, const std::vector<RayQuery>& rays) {
     bench::Checksum sum;
-    for (auto _ : state) {
-        sum = {};
-        for (std::size_t i = 0; i < rays.size(); i += 4) {
-            qvGeom::QuadRay quad(rays[i].origin, rays[i].direction, rays[i + 1].direction,
-                                 rays[i + 2].direction, rays[i + 3].direction);
-            tracer.intersect(quad);
-            for (int r = 0; r < 4; ++r) {
-                sum.add(static_cast<int>(quad.getHit(r).hit));
-                sum.add(static_cast<float>(quad.getHit(r).t));
-            }
+    for (std::size_t i = 0; i < rays.size(); i += 4) {
+        qvGeom::QuadRay quad(rays[i].origin, rays[i].direction, rays[i + 1].direction,
+                             rays[i + 2].direction, rays[i + 3].direction);
+        tracer.intersect(quad);
+        for (int r = 0; r < 4; ++r) {
+            sum.add(static_cast<int>(quad.getHit(r).hit));
+            sum.add(static_cast<float>(quad.getHit(r).t));
         }
     }
+    return sum;
+}
+
+/// The same checksum as rayNearest.
+void rayFour(benchmark::State& state) {
+    const bench::IndexedMesh& subject = bench::raySubjectOf(state);
+    const std::vector<RayQuery> rays = bench::raysOf(state);
+    qvGeom::QuadRayTracer tracer(subject.octree, subject.tris, &subject.mesh);
+    bench::Checksum sum;
+    for (auto _ : state)
+        sum = traceFours(tracer, rays);
     state.counters["checksum"] = sum.value();
     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(rays.size()));
+}
+
+void rayFourAgainstOne(benchmark::State& state) {
+    const bench::IndexedMesh& subject = bench::raySubjectOf(state);
+    const std::vector<RayQuery> rays = bench::raysOf(state);
+    qvGeom::QuadRayTracer four(subject.octree, subject.tris, &subject.mesh);
+    qvGeom::RayTracer one(subject.octree, subject.tris, &subject.mesh);
+    one.setFindNearestHit(true);
+    bench::Checksum sum;
+    bench::Checksum sumOfOne;
+    bench::runInTurns(
+        state, [&] { return bench::secondsOf([&] { sum = traceFours(four, rays); }); },
+        [&] { return bench::secondsOf([&] { sumOfOne = traceOnes(one, rays); }); });
+    state.counters["checksum"] = sum.value();
+    if (sum.value() != sumOfOne.value())
+        state.SkipWithError("four at once hit otherwise than one by one");
 }
 
 void sizesAndRays(benchmark::internal::Benchmark* bench) {
@@ -132,11 +86,18 @@ void sizesAndRays(benchmark::internal::Benchmark* bench) {
         for (const int rays : {0, 1})
             bench->Args({size, rays});
     }
+    bench->ArgNames({"n", "rays"});
     bench->Unit(benchmark::kMillisecond);
 }
 
 BENCHMARK(rayNearest)->Apply(sizesAndRays);
 BENCHMARK(rayAny)->Apply(sizesAndRays);
 BENCHMARK(rayFour)->Apply(sizesAndRays);
+BENCHMARK(rayFourAgainstOne)
+    ->ArgNames({"n", "rays"})
+    ->Args({1000000, 0})
+    ->Iterations(7)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
 
 } // namespace
