@@ -25,14 +25,13 @@ float along(const VectorFlt& direction, const PointFlt& p) {
     return p.x * direction.x + p.y * direction.y + p.z * direction.z;
 }
 
-/// Whether the ranges of the box and of some points along `direction` do not touch.
+/// Whether the ranges of the box and of some points along `direction` do not touch. A NaN among
+/// them, also one of an overflow, separates nothing.
 template <class... Points>
 bool separates(const VectorFlt& direction, const BoundingBox& box, const Points&... points) {
     float lo = 0, hi = 0;
     project(box, direction, lo, hi);
-    const float range[] = {along(direction, points)...};
-    return *std::min_element(std::begin(range), std::end(range)) > hi ||
-           lo > *std::max_element(std::begin(range), std::end(range));
+    return ((along(direction, points) > hi) && ...) || ((along(direction, points) < lo) && ...);
 }
 
 /// Whether a cross product of `edge` with one of the axes of the box separates it from the points.

@@ -35,8 +35,8 @@ PointFlt pointOf(const MeshVertex& v) { return {v.x, v.y, v.z}; }
 
 /// Whether the inside of `outer` holds all of `inner`; the invalid box is inside nothing.
 bool holdsStrictly(const BoundingBox& outer, const BoundingBox& inner) {
-    return outer.min[0] < inner.min[0] && inner.max[0] < outer.max[0] && //
-           outer.min[1] < inner.min[1] && inner.max[1] < outer.max[1] && //
+    return inner.isValid() && outer.min[0] < inner.min[0] && inner.max[0] < outer.max[0] && //
+           outer.min[1] < inner.min[1] && inner.max[1] < outer.max[1] &&                    //
            outer.min[2] < inner.min[2] && inner.max[2] < outer.max[2];
 }
 
