@@ -2,7 +2,6 @@
 
 #include <benchmark/benchmark.h>
 #include <cstdint>
-#include <optional>
 #include <vector>
 
 #include "qvGeom/foundation/base/Progress.h"
@@ -15,6 +14,7 @@
 #include "support/IndexedMesh.h"
 #include "support/Measure.h"
 #include "support/SpherePoints.h"
+#include "support/Subject.h"
 
 namespace {
 
@@ -24,15 +24,8 @@ using qvLinear::Point;
 
 constexpr int kPoints = 10000;
 
-/// A unit sphere and its tree, kept from one case to the next while they have the same.
 const IndexedMesh& subjectOf(const benchmark::State& state) {
-    static std::optional<IndexedMesh> subject;
-    static std::int64_t key = 0;
-    if (!subject || key != state.range(0)) {
-        key = state.range(0);
-        subject.emplace(bench::sphereOf(key));
-    }
-    return *subject;
+    return bench::kept<bench::IndexedSphere>(state.range(0));
 }
 
 void closestPoints(benchmark::State& state, const std::vector<Point>& points) {

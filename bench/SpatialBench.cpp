@@ -3,9 +3,7 @@
 
 #include <benchmark/benchmark.h>
 #include <cstdint>
-#include <optional>
 #include <random>
-#include <utility>
 #include <vector>
 
 #include "qvGeom/foundation/geometry/CompactMesh.h"
@@ -18,10 +16,10 @@
 #include "qvGeom/foundation/linear/Linear.h"
 #include "qvGeom/spatial/GeomOctree.h"
 #include "qvGeom/spatial/GeomOctreeIterators.h"
-#include "qvGeom/topology/GeomBoundingBox.h"
 
+#include "support/IndexedMesh.h"
 #include "support/Measure.h"
-#include "support/MeshBuilders.h"
+#include "support/Subject.h"
 
 namespace {
 
@@ -35,14 +33,7 @@ using qvLinear::Point;
 using qvLinear::PointFlt;
 using qvLinear::Vector;
 
-constexpr int kVerticesPerLeaf = 16;
 constexpr int kQueries = 256;
-
-Octree octreeOf(const CompactMesh& mesh) {
-    BoundingBox box;
-    meshBoundingBox(mesh, box);
-    return {mesh.getNumVertices(), mesh.getVerticesRaw(), box, true, kVerticesPerLeaf};
-}
 
 /// A surface and its trees.
 struct Subject {
@@ -51,34 +42,20 @@ struct Subject {
     Quadtree quadtree;
 
     Subject(std::int64_t triangles, std::int64_t order)
-        : mesh(surface(static_cast<int>(triangles), order)),
-          octree(octreeOf(mesh)),
-          quadtree(mesh.getNumVertices(), mesh.getVerticesRaw(), octree.getRoot().box,
-                   kVerticesPerLeaf) {}
-
-    static CompactMesh surface(int triangles, std::int64_t order) {
-        const CompactMesh mesh = test::wavySurface(triangles);
-        return order == 1 ? test::shuffled(mesh, 1) : mesh;
-    }
+        : mesh(bench::surfaceOf(triangles, order)),
+          octree(bench::octreeOf(mesh)),
+          quadtree(mesh.getNumVertices(), mesh.getVerticesRaw(), octree.getRoot().box, 16) {}
 };
 
-/// The subject of the case, kept from one case to the next while they have the same.
 const Subject& subjectOf(const benchmark::State& state) {
-    static std::optional<Subject> subject;
-    static std::pair<std::int64_t, std::int64_t> key;
-    const std::pair wanted(state.range(0), state.range(1));
-    if (!subject || key != wanted) {
-        key = wanted;
-        subject.emplace(key.first, key.second);
-    }
-    return *subject;
+    return bench::kept<Subject>(state.range(0), state.range(1));
 }
 
 void octreeBuild(benchmark::State& state) {
     const CompactMesh& mesh = subjectOf(state).mesh;
     bench::Checksum sum;
     for (auto _ : state) {
-        const Octree octree = octreeOf(mesh);
+        const Octree octree = bench::octreeOf(mesh);
         sum = {};
         sum.add(octree.getNumVoxels());
         sum.add(octree.getDepth());
@@ -106,7 +83,7 @@ void octreeBuildAndPartition(benchmark::State& state) {
     bench::Checksum sum;
     for (auto _ : state) {
         OctreeTris tris;
-        computeOctreeTris(mesh, octreeOf(mesh), tris);
+        computeOctreeTris(mesh, bench::octreeOf(mesh), tris);
         sum = {};
         sum.add(tris.numMembers());
     }

@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <memory>
 #include <numeric>
-#include <optional>
 #include <utility>
 #include <vector>
 
@@ -24,7 +23,7 @@
 #include "qvGeom/topology/GeomComponents.h"
 
 #include "support/Measure.h"
-#include "support/MeshBuilders.h"
+#include "support/Subject.h"
 
 namespace {
 
@@ -43,25 +42,14 @@ struct Subject {
     MeshAdjTris adjTris;
     MeshAdjVertices adjVertices;
 
-    Subject(std::int64_t triangles, std::int64_t order)
-        : mesh(test::wavySurface(static_cast<int>(triangles))) {
-        if (order == 1)
-            mesh = test::shuffled(mesh, 1);
+    Subject(std::int64_t triangles, std::int64_t order) : mesh(bench::surfaceOf(triangles, order)) {
         meshAdjTris(mesh, adjTris);
         meshAdjVertices(mesh, adjTris, adjVertices);
     }
 };
 
-/// The subject of the case, kept from one case to the next while they have the same.
 const Subject& subjectOf(const benchmark::State& state) {
-    static std::optional<Subject> subject;
-    static std::pair<std::int64_t, std::int64_t> key;
-    const std::pair wanted(state.range(0), state.range(1));
-    if (!subject || key != wanted) {
-        key = wanted;
-        subject.emplace(key.first, key.second);
-    }
-    return *subject;
+    return bench::kept<Subject>(state.range(0), state.range(1));
 }
 
 /// Runs an operation and a plain loop in turns.

@@ -17,6 +17,12 @@
 
 namespace bench {
 
+inline qvGeom::Octree octreeOf(const qvGeom::CompactMesh& mesh) {
+    qvGeom::BoundingBox box;
+    meshBoundingBox(mesh, box);
+    return {mesh.getNumVertices(), mesh.getVerticesRaw(), box, true, 16};
+}
+
 /// Stays where it is made: what searches in it points to its members.
 struct IndexedMesh {
     qvGeom::CompactMesh mesh;
@@ -31,13 +37,6 @@ struct IndexedMesh {
 
     IndexedMesh(const IndexedMesh&) = delete;
     IndexedMesh& operator=(const IndexedMesh&) = delete;
-
-private:
-    static qvGeom::Octree octreeOf(const qvGeom::CompactMesh& mesh) {
-        qvGeom::BoundingBox box;
-        meshBoundingBox(mesh, box);
-        return {mesh.getNumVertices(), mesh.getVerticesRaw(), box, true, 16};
-    }
 };
 
 /// A unit sphere of about so many triangles.
@@ -45,5 +44,9 @@ inline qvGeom::CompactMesh sphereOf(std::int64_t triangles) {
     const int rings = static_cast<int>(std::lround(std::sqrt(static_cast<double>(triangles) / 4)));
     return test::sphere(rings, 2 * rings);
 }
+
+struct IndexedSphere : IndexedMesh {
+    explicit IndexedSphere(std::int64_t triangles) : IndexedMesh(sphereOf(triangles)) {}
+};
 
 } // namespace bench

@@ -4,25 +4,18 @@
 
 #include <benchmark/benchmark.h>
 #include <cstdint>
-#include <optional>
 #include <random>
 #include <vector>
 
 #include "qvGeom/foundation/linear/Linear.h"
 
 #include "support/IndexedMesh.h"
+#include "support/Subject.h"
 
 namespace bench {
 
-/// The sphere of the case, kept from one case to the next while they have the same.
 inline const IndexedMesh& raySubjectOf(const benchmark::State& state) {
-    static std::optional<IndexedMesh> subject;
-    static std::int64_t size = 0;
-    if (size != state.range(0)) {
-        size = state.range(0);
-        subject.emplace(sphereOf(size));
-    }
-    return *subject;
+    return kept<IndexedSphere>(state.range(0));
 }
 
 struct RayQuery {

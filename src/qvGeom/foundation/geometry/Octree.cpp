@@ -10,17 +10,11 @@ namespace qvGeom {
 
 Octree::Octree(int n, const float* xyz, const BoundingBox& box, bool keepEmptyChildren,
                int maxVerticesPerLeaf)
-    : box_(detail::boundedBox(box)) {
-    detail::Tree tree =
-        detail::buildTree<3>(n, xyz, box_,
-                             {.emptyChildren = keepEmptyChildren ? detail::EmptyChildren::Keep
-                                                                 : detail::EmptyChildren::Omit,
-                              .maxPointsPerLeaf = maxVerticesPerLeaf,
-                              .maxDepth = kMaxDepth});
-    nodes_ = std::move(tree.nodes);
-    numVoxels_ = tree.numLeaves;
-    depth_ = tree.depth;
-}
+    : tree_(detail::buildTree<3>(n, xyz, box,
+                                 {.emptyChildren = keepEmptyChildren ? detail::EmptyChildren::Keep
+                                                                     : detail::EmptyChildren::Omit,
+                                  .maxPointsPerLeaf = maxVerticesPerLeaf,
+                                  .maxDepth = kMaxDepth})) {}
 
 void Octree::getNodeOrdering(const qvLinear::Vector& direction, int order[8]) const {
     // Going from a lower child to its upper neighbour leads this far along the direction.
@@ -28,7 +22,8 @@ void Octree::getNodeOrdering(const qvLinear::Vector& direction, int order[8]) co
     double steps[3];
     int nearest = 0;
     for (int axis = 0; axis < 3; ++axis) {
-        const double extent = qvLinear::widen(box_.max[axis]) - qvLinear::widen(box_.min[axis]);
+        const double extent =
+            qvLinear::widen(tree_.box.max[axis]) - qvLinear::widen(tree_.box.min[axis]);
         steps[axis] = std::abs(along[axis]) * extent;
         nearest |= static_cast<int>(along[axis] < 0.0) << axis;
     }

@@ -2,8 +2,6 @@
 /// The division of space that spatial queries walk.
 #pragma once
 
-#include <vector>
-
 #include "qvGeom/Export.h"
 #include "qvGeom/foundation/base/Reference.h"
 #include "qvGeom/foundation/geometry/OctreeIterator.h"
@@ -35,23 +33,20 @@ public:
     Octree(int n, const float* xyz, const BoundingBox& box, bool keepEmptyChildren,
            int maxVerticesPerLeaf);
 
-    OctreeIterator getRoot() const { return {box_, nodes_.data()}; }
+    OctreeIterator getRoot() const { return {tree_.box, tree_.nodes.data()}; }
 
     /// The number of leaves.
-    int getNumVoxels() const { return numVoxels_; }
+    int getNumVoxels() const { return tree_.numLeaves; }
 
     /// The number of levels, at least 1.
-    int getDepth() const { return depth_; }
+    int getDepth() const { return tree_.depth; }
 
     /// Fills `order` with the children by the distance of their centres along `direction`, the
     /// nearest first. None stands before one that hides it.
     void getNodeOrdering(const qvLinear::Vector& direction, int order[8]) const;
 
 private:
-    BoundingBox box_;
-    std::vector<TreeNode> nodes_; // the root first
-    int numVoxels_ = 0;
-    int depth_ = 1;
+    BoxTree tree_;
 };
 
 } // namespace qvGeom

@@ -2,8 +2,6 @@
 /// The division of the plane that two-dimensional queries walk.
 #pragma once
 
-#include <vector>
-
 #include "qvGeom/Export.h"
 #include "qvGeom/foundation/base/Reference.h"
 #include "qvGeom/foundation/geometry/QuadtreeIterator.h"
@@ -18,19 +16,16 @@ public:
 
     Quadtree(int n, const float* xyz, const BoundingBox& box, int maxPerLeaf);
 
-    QuadtreeIterator getRoot() const { return {box_, nodes_.data()}; }
+    QuadtreeIterator getRoot() const { return {tree_.box, tree_.nodes.data()}; }
 
     /// The number of leaves.
-    int getNumVoxels() const { return numVoxels_; }
+    int getNumVoxels() const { return tree_.numLeaves; }
 
     /// The number of levels, at least 1.
-    int getDepth() const { return depth_; }
+    int getDepth() const { return tree_.depth; }
 
 private:
-    BoundingBox box_;
-    std::vector<TreeNode> nodes_; // the root first
-    int numVoxels_ = 0;
-    int depth_ = 1;
+    BoxTree tree_;
 };
 
 } // namespace qvGeom

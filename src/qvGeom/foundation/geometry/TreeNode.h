@@ -2,6 +2,10 @@
 /// What octrees and quadtrees are made of.
 #pragma once
 
+#include <vector>
+
+#include "qvGeom/foundation/geometry/BoundingBox.h"
+
 namespace qvGeom {
 
 /// A node of an octree or a quadtree: one int, so that the children of a node lie in one cache
@@ -26,5 +30,13 @@ struct TreeNode {
 };
 
 inline constexpr TreeNode TreeNode::none{};
+
+/// A box and how it is cut.
+struct BoxTree {
+    BoundingBox box;
+    std::vector<TreeNode> nodes; ///< the root first
+    int numLeaves = 0;
+    int depth = 1; ///< in levels
+};
 
 } // namespace qvGeom

@@ -74,9 +74,9 @@ public:
         return cell.count <= maxPoints_ || cell.level >= options_.maxDepth || !canBeCut(cell.box);
     }
 
-    const Tree& tree() const { return tree_; }
+    const BoxTree& tree() const { return tree_; }
 
-    Tree& tree() { return tree_; }
+    BoxTree& tree() { return tree_; }
 
 private:
     static float middleOf(const BoundingBox& box, int axis) {
@@ -158,7 +158,7 @@ private:
 
     TreeOptions options_;
     int maxPoints_;
-    Tree tree_;
+    BoxTree tree_;
 };
 
 /// A cell at the lower end of the tree's top, and the subtree over it.
@@ -190,7 +190,7 @@ private:
 template <int Axes>
 class JoinAlg final : public qvUtil::ThreadedChunkAlg {
 public:
-    JoinAlg(const std::vector<Branch<Axes>>& branches, Tree& tree)
+    JoinAlg(const std::vector<Branch<Axes>>& branches, BoxTree& tree)
         : ThreadedChunkAlg(static_cast<int>(branches.size())),
           branches_(branches),
           tree_(tree) {}
@@ -209,15 +209,15 @@ public:
 
 private:
     const std::vector<Branch<Axes>>& branches_;
-    Tree& tree_;
+    BoxTree& tree_;
 };
 
 /// Makes room for the subtrees behind the top of the tree, in their order, and counts leaves.
 template <int Axes>
-void layOut(std::vector<Branch<Axes>>& branches, Tree& tree) {
+void layOut(std::vector<Branch<Axes>>& branches, BoxTree& tree) {
     std::size_t numNodes = tree.nodes.size();
     for (Branch<Axes>& branch : branches) {
-        const Tree& subtree = branch.subtree.tree();
+        const BoxTree& subtree = branch.subtree.tree();
         branch.firstNode = static_cast<int>(numNodes);
         branch.firstLeaf = tree.numLeaves;
         numNodes += subtree.nodes.size() - 1;
@@ -227,11 +227,22 @@ void layOut(std::vector<Branch<Axes>>& branches, Tree& tree) {
     tree.nodes.resize(numNodes);
 }
 
+/// Moves infinite sides to the largest floats, where the box has a middle.
+BoundingBox boundedBox(const BoundingBox& box) {
+    BoundingBox bounded = box;
+    for (int axis = 0; axis < 3; ++axis) {
+        bounded.min[axis] = std::clamp(box.min[axis], -FLT_MAX, FLT_MAX);
+        bounded.max[axis] = std::clamp(box.max[axis], -FLT_MAX, FLT_MAX);
+    }
+    return bounded;
+}
+
 } // namespace
 
 template <int Axes>
-Tree buildTree(int n, const float* xyz, const BoundingBox& box, const TreeOptions& options) {
+BoxTree buildTree(int n, const float* xyz, const BoundingBox& box, const TreeOptions& options) {
     Subtree<Axes> top(options);
+    top.tree().box = boundedBox(box);
     if (n <= 0 || !box.isValid())
         return std::move(top.tree());
 
@@ -243,7 +254,7 @@ Tree buildTree(int n, const float* xyz, const BoundingBox& box, const TreeOption
 
     std::vector<Branch<Axes>> branches;
     const int maxChunkPoints = std::max(n / kChunks, kMinChunkPoints);
-    const Cell root{box, n, 1, xyz, spare.get(), other.get(), codes.get()};
+    const Cell root{top.tree().box, n, 1, xyz, spare.get(), other.get(), codes.get()};
     top.growUntil(0, root, [&](int at, const Cell& cell) {
         const bool isBranch = cell.count <= maxChunkPoints || top.isLeaf(cell);
         if (isBranch)
@@ -261,16 +272,7 @@ Tree buildTree(int n, const float* xyz, const BoundingBox& box, const TreeOption
     return std::move(top.tree());
 }
 
-template Tree buildTree<2>(int, const float*, const BoundingBox&, const TreeOptions&);
-template Tree buildTree<3>(int, const float*, const BoundingBox&, const TreeOptions&);
-
-BoundingBox boundedBox(const BoundingBox& box) {
-    BoundingBox bounded = box;
-    for (int axis = 0; axis < 3; ++axis) {
-        bounded.min[axis] = std::clamp(box.min[axis], -FLT_MAX, FLT_MAX);
-        bounded.max[axis] = std::clamp(box.max[axis], -FLT_MAX, FLT_MAX);
-    }
-    return bounded;
-}
+template BoxTree buildTree<2>(int, const float*, const BoundingBox&, const TreeOptions&);
+template BoxTree buildTree<3>(int, const float*, const BoundingBox&, const TreeOptions&);
 
 } // namespace qvGeom::detail

@@ -2,9 +2,6 @@
 /// The construction of octrees and quadtrees.
 #pragma once
 
-#include <vector>
-
-#include "qvGeom/foundation/geometry/BoundingBox.h"
 #include "qvGeom/foundation/geometry/TreeNode.h"
 
 namespace qvGeom::detail {
@@ -17,22 +14,13 @@ struct TreeOptions {
     int maxDepth;
 };
 
-struct Tree {
-    std::vector<TreeNode> nodes; ///< the root first
-    int numLeaves = 0;
-    int depth = 1;
-};
-
-/// Cuts `box` along the first `Axes` axes over `n` points of three floats. Runs on the shared pool;
-/// the same tree on any number of threads. Without points or with an invalid box, the tree is a
-/// root that is neither a leaf nor a parent.
+/// Cuts `box`, whose infinite sides become the largest floats, along the first `Axes` axes over `n`
+/// points of three floats. Runs on the shared pool; the same tree on any number of threads. Without
+/// points or with an invalid box, the tree is a root that is neither a leaf nor a parent.
 template <int Axes>
-Tree buildTree(int n, const float* xyz, const BoundingBox& box, const TreeOptions& options);
+BoxTree buildTree(int n, const float* xyz, const BoundingBox& box, const TreeOptions& options);
 
-extern template Tree buildTree<2>(int, const float*, const BoundingBox&, const TreeOptions&);
-extern template Tree buildTree<3>(int, const float*, const BoundingBox&, const TreeOptions&);
-
-/// The box with infinite sides moved to the largest floats, where they have a middle.
-BoundingBox boundedBox(const BoundingBox& box);
+extern template BoxTree buildTree<2>(int, const float*, const BoundingBox&, const TreeOptions&);
+extern template BoxTree buildTree<3>(int, const float*, const BoundingBox&, const TreeOptions&);
 
 } // namespace qvGeom::detail
