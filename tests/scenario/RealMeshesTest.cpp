@@ -1,10 +1,6 @@
 #include <algorithm>
-#include <cstring>
-#include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
-#include <iterator>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -22,56 +18,12 @@
 #include "qvGeom/topology/GeomBoundary.h"
 #include "qvGeom/topology/GeomComponents.h"
 
-#include "support/MeshBuilders.h"
+#include "support/MeshFiles.h"
 #include "support/ScopedThreadCount.h"
 
 namespace {
 
 using qvGeom::CompactMesh;
-using qvGeom::MeshTriangle;
-using qvGeom::MeshVertex;
-
-CompactMesh readStl(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
-    std::uint32_t numTriangles = 0;
-    std::memcpy(&numTriangles, bytes.data() + 80, sizeof numTriangles);
-    CompactMesh mesh;
-    mesh.resizeVertexArray(static_cast<int>(3 * numTriangles));
-    mesh.resizeTriangleArray(static_cast<int>(numTriangles));
-    for (std::uint32_t t = 0; t < numTriangles; ++t)
-        std::memcpy(mesh.getVertices() + 3 * t, bytes.data() + 84 + 50 * t + 12, 36);
-    for (int c = 0; c < mesh.getNumVertices(); ++c)
-        mesh.getTrianglesRaw()[c] = c;
-    return mesh;
-}
-
-CompactMesh readObj(const std::string& path) {
-    std::vector<MeshVertex> vertices;
-    std::vector<MeshTriangle> triangles;
-    std::ifstream file(path);
-    for (std::string line; std::getline(file, line);) {
-        std::istringstream words(line.substr(std::min<std::size_t>(line.size(), 2)));
-        MeshVertex v{};
-        MeshTriangle t{};
-        if (line.starts_with("v ") && words >> v.x >> v.y >> v.z)
-            vertices.push_back(v);
-        if (line.starts_with("f ") && words >> t[0] >> t[1] >> t[2])
-            triangles.push_back({{t[0] - 1, t[1] - 1, t[2] - 1}});
-    }
-    return test::meshOf(vertices, triangles);
-}
-
-CompactMesh readMesh(const std::string& name) {
-    const std::string path = std::string(QVGEOM_TEST_DATA) + "/" + name;
-    if (name.ends_with(".stl"))
-        return readStl(path);
-    if (name.ends_with(".obj"))
-        return readObj(path);
-    CompactMesh mesh;
-    meshRead(mesh, path);
-    return mesh;
-}
 
 struct Facts {
     const char* file;
@@ -103,7 +55,7 @@ TEST(RealMeshes, weldAndDescribe) {
         const test::ScopedThreadCount pool(threads);
         for (const Facts& facts : kFacts) {
             SCOPED_TRACE(testing::Message() << facts.file << " on " << threads << " threads");
-            CompactMesh mesh = readMesh(facts.file);
+            CompactMesh mesh = test::readMeshFile(facts.file);
             EXPECT_EQ(mesh.getNumVertices(), facts.numStored);
             EXPECT_EQ(mesh.getNumTriangles(), facts.numTriangles);
 
@@ -133,7 +85,7 @@ TEST(RealMeshes, weldAndDescribe) {
 }
 
 TEST(RealMeshes, survivesTheRoundTripThroughText) {
-    const CompactMesh mesh = readMesh("terrain.mesh");
+    const CompactMesh mesh = test::readMeshFile("terrain.mesh");
     const std::string file = testing::TempDir() + "qvGeomRoundTrip.mesh";
     meshWrite(mesh, file);
     CompactMesh back;

@@ -5,19 +5,17 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <random>
-#include <string>
 
-#include "qvGeom/foundation/base/Strings.h"
 #include "qvGeom/foundation/geometry/CompactMesh.h"
 #include "qvGeom/foundation/geometry/MeshCoord.h"
 #include "qvGeom/foundation/geometry/Octree.h"
 #include "qvGeom/foundation/geometry/OctreeTris.h"
 #include "qvGeom/foundation/linear/Linear.h"
-#include "qvGeom/io/GeomMeshText.h"
 #include "qvGeom/spatial/GeomOctree.h"
 #include "qvGeom/topology/GeomBoundingBox.h"
 
 #include "support/MeshBuilders.h"
+#include "support/MeshFiles.h"
 
 namespace {
 
@@ -170,17 +168,11 @@ TEST(MeshClosestPoint, findsWhatSearchingAllTrianglesFinds) {
     }
 }
 
-CompactMesh readMesh(const std::string& name) {
-    CompactMesh mesh;
-    meshRead(mesh, std::string(QVGEOM_TEST_DATA) + '/' + name);
-    EXPECT_GT(mesh.getNumTriangles(), 0);
-    return mesh;
-}
-
 TEST(MeshClosestPoint, findsWhatSearchingAllTrianglesFindsOnRealMeshes) {
     for (const char* name : {"mannequin.mesh", "boeing.mesh", "patella.mesh", "terrain.mesh"}) {
         SCOPED_TRACE(name);
-        const Subject subject(readMesh(name), 16);
+        const Subject subject(test::readMeshFile(name), 16);
+        ASSERT_GT(subject.mesh().getNumTriangles(), 0);
         expectAsSearchingAll(subject, 20000000 / subject.mesh().getNumTriangles());
     }
 }

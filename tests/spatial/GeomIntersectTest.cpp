@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstring>
 #include <deque>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <random>
 #include <set>
@@ -17,13 +15,13 @@
 #include "qvGeom/foundation/geometry/Octree.h"
 #include "qvGeom/foundation/geometry/OctreeTris.h"
 #include "qvGeom/foundation/linear/Linear.h"
-#include "qvGeom/io/GeomMeshText.h"
 #include "qvGeom/spatial/GeomOctree.h"
 #include "qvGeom/topology/GeomBoundingBox.h"
 
 #include "support/CancelAfter.h"
 #include "support/CapturedOutput.h"
 #include "support/MeshBuilders.h"
+#include "support/MeshFiles.h"
 #include "support/ScopedThreadCount.h"
 
 namespace {
@@ -267,40 +265,6 @@ TEST(MeshSelfIntersect, equalsBruteForce) {
     EXPECT_TRUE(Indexed(CompactMesh()).crossings().empty());
 }
 
-CompactMesh readMesh(const std::string& name) {
-    const std::string path = std::string(QVGEOM_TEST_DATA) + "/" + name;
-    CompactMesh mesh;
-    if (name.ends_with(".mesh")) {
-        meshRead(mesh, path);
-        return mesh;
-    }
-    std::ifstream file(path, std::ios::binary);
-    std::vector<MeshVertex> vertices;
-    std::vector<MeshTriangle> triangles;
-    if (name.ends_with(".stl")) {
-        char facet[50];
-        for (file.seekg(84); file.read(facet, sizeof facet);) {
-            const int first = static_cast<int>(vertices.size());
-            vertices.resize(vertices.size() + 3);
-            std::memcpy(&vertices[first], facet + 12, 36);
-            triangles.push_back({{first, first + 1, first + 2}});
-        }
-    } else {
-        MeshVertex v;
-        MeshTriangle t;
-        for (std::string word; file >> word;) {
-            if (word == "v" && file >> v.x >> v.y >> v.z)
-                vertices.push_back(v);
-            if (word == "f" && file >> t[0] >> t[1] >> t[2])
-                triangles.push_back({{t[0] - 1, t[1] - 1, t[2] - 1}});
-        }
-    }
-    mesh = test::meshOf(vertices, triangles);
-    qvUtil::Progress progress;
-    meshCompact(mesh, progress);
-    return mesh;
-}
-
 // The numbers other programs have counted.
 TEST(MeshSelfIntersect, findsTheCrossingsOfRealMeshes) {
     struct Count {
@@ -310,7 +274,9 @@ TEST(MeshSelfIntersect, findsTheCrossingsOfRealMeshes) {
 
     for (const auto& [file, pairs] : {Count{"pig_soup.stl", 52}, Count{"mannequin.mesh", 1581},
                                       Count{"spider.obj", 317}, Count{"elephant.mesh", 0}}) {
-        const CompactMesh mesh = readMesh(file);
+        CompactMesh mesh = test::readMeshFile(file);
+        qvUtil::Progress progress;
+        meshCompact(mesh, progress);
         EXPECT_EQ(pairsOf(Indexed(mesh).crossings()).size(), pairs) << file;
     }
 }
@@ -325,7 +291,7 @@ bool sameRecords(const Records& a, const Records& b) {
 }
 
 TEST(MeshIntersect, doesNotDependOnThreadCount) {
-    const Indexed mannequin(readMesh("mannequin.mesh"));
+    const Indexed mannequin(test::readMeshFile("mannequin.mesh"));
     const AffineMatrix placement = turned(0.3, {0.1, 0, 0});
     Records self;
     std::array<Records, 2> both;
@@ -422,7 +388,7 @@ TEST(MeshIntersect, saysWhatItDid) {
 
 TEST(MeshIntersect, stopsAtTheStartOfAChunk) {
     const test::ScopedThreadCount pool(1);
-    const Indexed mannequin(readMesh("mannequin.mesh"));
+    const Indexed mannequin(test::readMeshFile("mannequin.mesh"));
     const Records all = mannequin.crossings();
     for (const int reports : {0, 60, -1}) {
         test::CancelAfter cancel(reports);

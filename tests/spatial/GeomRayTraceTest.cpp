@@ -8,21 +8,19 @@
 #include <limits>
 #include <optional>
 #include <random>
-#include <string>
 #include <utility>
 #include <vector>
 
-#include "qvGeom/foundation/base/Strings.h"
 #include "qvGeom/foundation/geometry/CompactMesh.h"
 #include "qvGeom/foundation/geometry/Octree.h"
 #include "qvGeom/foundation/geometry/OctreeTris.h"
 #include "qvGeom/foundation/geometry/Ray.h"
-#include "qvGeom/io/GeomMeshText.h"
 #include "qvGeom/spatial/GeomOctree.h"
 #include "qvGeom/spatial/GeomOctreeIterators.h"
 #include "qvGeom/topology/GeomBoundingBox.h"
 
 #include "support/MeshBuilders.h"
+#include "support/MeshFiles.h"
 
 namespace {
 
@@ -176,9 +174,7 @@ TEST(RayTracer, findsWhatAllTrianglesGive) {
     checkRays(flat, raysThrough(flat, 2000));
     for (const char* name : {"mannequin.mesh", "terrain.mesh", "patella.mesh"}) {
         SCOPED_TRACE(name);
-        CompactMesh mesh;
-        const std::string path = std::string(QVGEOM_TEST_DATA) + "/" + name;
-        meshRead(mesh, qvOS::Filename(path.c_str()));
+        const CompactMesh mesh = test::readMeshFile(name);
         ASSERT_GT(mesh.getNumTriangles(), 0);
         const Subject real(mesh);
         checkRays(real, raysThrough(real, 60));
