@@ -2,11 +2,13 @@
 
 #include <cmath>
 #include <numbers>
+#include <vector>
 
 #include "qvGeom/foundation/linear/Linear.h"
 
 namespace qvGeom {
 
+using qvLinear::Normal;
 using qvLinear::Point;
 using qvLinear::Vector;
 
@@ -34,7 +36,7 @@ struct Quad {
 bool isModerate(double length2) { return length2 > 1e-70 && length2 < 1e70; }
 
 double angleAt(const Point& apex, const Point& p, const Point& q) {
-    return qvLinear::angle(qvLinear::Normal(p - apex), qvLinear::Normal(q - apex));
+    return qvLinear::angle(Normal(p - apex), Normal(q - apex));
 }
 
 /// A direction in the plane whose argument is the sum of two angles of 0 to pi each.
@@ -96,12 +98,53 @@ bool faceAlike(const Quad& quad) {
     return n1.normalize() && n2.normalize() && qvLinear::angle(n1, n2) <= kRightAngle;
 }
 
-/// Runs passes until one swaps nothing.
+/// Notices passes that go round in a circle. What a pass does follows from the connections alone
+/// when the criteria read nothing but the mesh, so that the first repeat is one for ever.
+class CircleWatch {
+public:
+    explicit CircleWatch(const TopoMesh& mesh) : mesh_(&mesh) {}
+
+    /// To be asked after every pass. Keeps the state of pass 64, 128, 256 and so on to compare
+    /// with: circles of any length are found, and the few passes that a mesh usually takes cost
+    /// nothing.
+    bool isClosed() {
+        ++numPasses_;
+        if (!kept_.empty() && gather() == kept_)
+            return true;
+        if (numPasses_ == nextKept_) {
+            kept_ = gather();
+            nextKept_ *= 2;
+        }
+        return false;
+    }
+
+private:
+    const std::vector<int>& gather() {
+        now_.clear();
+        for (int e = mesh_->nextEdge(-1); e >= 0; e = mesh_->nextEdge(e)) {
+            now_.push_back(mesh_->edgeVertex(e));
+            now_.push_back(mesh_->edgeNext(e));
+        }
+        return now_;
+    }
+
+    const TopoMesh* mesh_;
+    std::vector<int> kept_;
+    std::vector<int> now_;
+    int numPasses_ = 0;
+    int nextKept_ = 64;
+};
+
+/// Runs passes until one swaps nothing, or until they go round in a circle.
 template <class Pass>
-int repeat(const Pass& pass) {
+int repeat(const TopoMesh& mesh, const Pass& pass) {
+    CircleWatch watch(mesh);
     int total = 0;
-    while (const int swaps = pass())
+    for (int swaps = pass(); swaps > 0; swaps = pass()) {
         total += swaps;
+        if (watch.isClosed())
+            break;
+    }
     return total;
 }
 
@@ -171,14 +214,13 @@ void MeshEdgeSwapper::preserveFeatures(TopoMeshEdge edge, bool& veto) {
 
 double dihedralAngle(const Point& p0, const Point& p1, const Point& p2, const Point& p3,
                      bool& isDefined) {
-    Vector n1 = cross(p2 - p1, p0 - p1);
-    Vector n2 = cross(p3 - p0, p1 - p0);
-    isDefined = n1.normalize() && n2.normalize();
+    const Normal n1(cross(p2 - p1, p0 - p1));
+    const Normal n2(cross(p3 - p0, p1 - p0));
+    isDefined = n1 != Normal() && n2 != Normal();
     if (!isDefined)
         return 0.0;
     const double angle = qvLinear::angle(n1, n2);
-    const qvLinear::Plane first(p1, qvLinear::Normal(n1));
-    return isAbove(first, p3, qvLinear::epsilonTol) ? -angle : angle;
+    return isAbove({p1, n1}, p3, qvLinear::epsilonTol) ? -angle : angle;
 }
 
 int meshSwapEdgesOnce(TopoMesh& mesh, MeshEdgeSwapper& swapper) {
@@ -201,12 +243,12 @@ int meshSwapEdgesOnce(TopoMesh& mesh, const std::set<TopoMeshEdge>& edges,
 }
 
 int meshSwapEdgesRepeatedly(TopoMesh& mesh, MeshEdgeSwapper& swapper) {
-    return repeat([&] { return meshSwapEdgesOnce(mesh, swapper); });
+    return repeat(mesh, [&] { return meshSwapEdgesOnce(mesh, swapper); });
 }
 
 int meshSwapEdgesRepeatedly(TopoMesh& mesh, const std::set<TopoMeshEdge>& edges,
                             MeshEdgeSwapper& swapper) {
-    return repeat([&] { return meshSwapEdgesOnce(mesh, edges, swapper); });
+    return repeat(mesh, [&] { return meshSwapEdgesOnce(mesh, edges, swapper); });
 }
 
 } // namespace qvGeom

@@ -48,7 +48,7 @@ public:
     /// without twin. They read the mesh and nothing else, and may be called by themselves.
     /// @{
     /// Objects unless the sum of the angles at A and B, which the new edge would lie opposite to,
-    /// is less than that of the angles at C and D. A side without length makes an angle of 0.
+    /// is less than that of the angles at C and D. A side without a direction makes an angle of 0.
     void minimizeOppositeAngleSum(TopoMeshEdge edge, bool& veto);
 
     /// Objects when the new triangles would face more than a right angle apart, or when one of them
@@ -83,8 +83,10 @@ QVGEOM_API int meshSwapEdgesOnce(TopoMesh& mesh, MeshEdgeSwapper& swapper);
 QVGEOM_API int meshSwapEdgesOnce(TopoMesh& mesh, const std::set<TopoMeshEdge>& edges,
                                  MeshEdgeSwapper& swapper);
 
-/// Repeats such passes until one swaps nothing. Returns the number of all swaps. Ends only if the
-/// criteria see to it.
+/// Repeats such passes until one swaps nothing. Returns the number of all swaps. Criteria that
+/// never come to rest would swap for ever, as do those above at positions that are not finite:
+/// passes end too when, 64 or more behind them, they come back to connections they have left
+/// before.
 QVGEOM_API int meshSwapEdgesRepeatedly(TopoMesh& mesh, MeshEdgeSwapper& swapper);
 QVGEOM_API int meshSwapEdgesRepeatedly(TopoMesh& mesh, const std::set<TopoMeshEdge>& edges,
                                        MeshEdgeSwapper& swapper);

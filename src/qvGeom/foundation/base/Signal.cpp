@@ -89,7 +89,8 @@ SignalBase::Emission::~Emission() {
 SignalBase::Item* SignalBase::Emission::next() {
     release();
     while (signal_ && index_ < end_) {
-        if (Item* const item = signal_->items_[index_++]) {
+        Item* const item = signal_->items_[index_++];
+        if (item && !item->isBlocked()) {
             item->lock();
             return current_ = item;
         }

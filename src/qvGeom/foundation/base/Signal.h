@@ -17,7 +17,7 @@ class SignalClient;
 /// The part of a signal that does not depend on its arguments: the list of
 /// connections. A signal and its clients belong to one thread at a time.
 ///
-/// An emission calls the slots in the order of their connection. Slots may
+/// An emission calls the slots that are not blocked, in the order of their connection. Slots may
 /// connect, disconnect, emit again or destroy the signal or any client while it
 /// runs: those added wait for the next emission, those removed are not called any
 /// more, and an emission whose signal is gone ends after the running slot.
@@ -42,6 +42,14 @@ public:
 
         bool isConnected() const { return signal_ != nullptr; }
 
+        /// Keeps emissions from calling the slot, which stays connected, until
+        /// `unblock`.
+        void block() { isBlocked_ = true; }
+
+        void unblock() { isBlocked_ = false; }
+
+        bool isBlocked() const { return isBlocked_; }
+
     protected:
         Item() = default;
         virtual ~Item();
@@ -55,6 +63,7 @@ public:
         Item* previousOfClient_ = nullptr;
         Item* nextOfClient_ = nullptr;
         int locks_ = 0;
+        bool isBlocked_ = false;
     };
 
     SignalBase() = default;
@@ -79,7 +88,7 @@ protected:
         Emission& operator=(const Emission&) = delete;
         ~Emission();
 
-        /// The next connected slot, or null at the end.
+        /// The next connected slot that is not blocked, or null at the end.
         Item* next();
 
     private:
