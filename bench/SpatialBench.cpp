@@ -17,9 +17,9 @@
 #include "qvGeom/spatial/GeomOctree.h"
 #include "qvGeom/spatial/GeomOctreeIterators.h"
 
-#include "support/IndexedMesh.h"
 #include "support/Measure.h"
 #include "support/Subject.h"
+#include "support/Trees.h"
 
 namespace {
 
@@ -43,7 +43,7 @@ struct Subject {
 
     Subject(std::int64_t triangles, std::int64_t order)
         : mesh(bench::surfaceOf(triangles, order)),
-          octree(bench::octreeOf(mesh)),
+          octree(test::octreeOf(mesh)),
           quadtree(mesh.getNumVertices(), mesh.getVerticesRaw(), octree.getRoot().box, 16) {}
 };
 
@@ -55,7 +55,7 @@ void octreeBuild(benchmark::State& state) {
     const CompactMesh& mesh = subjectOf(state).mesh;
     bench::Checksum sum;
     for (auto _ : state) {
-        const Octree octree = bench::octreeOf(mesh);
+        const Octree octree = test::octreeOf(mesh);
         sum = {};
         sum.add(octree.getNumVoxels());
         sum.add(octree.getDepth());
@@ -83,7 +83,7 @@ void octreeBuildAndPartition(benchmark::State& state) {
     bench::Checksum sum;
     for (auto _ : state) {
         OctreeTris tris;
-        computeOctreeTris(mesh, bench::octreeOf(mesh), tris);
+        computeOctreeTris(mesh, test::octreeOf(mesh), tris);
         sum = {};
         sum.add(tris.numMembers());
     }

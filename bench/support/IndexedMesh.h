@@ -6,22 +6,15 @@
 #include <cstdint>
 #include <utility>
 
-#include "qvGeom/foundation/geometry/BoundingBox.h"
 #include "qvGeom/foundation/geometry/CompactMesh.h"
 #include "qvGeom/foundation/geometry/Octree.h"
 #include "qvGeom/foundation/geometry/OctreeTris.h"
 #include "qvGeom/spatial/GeomOctree.h"
-#include "qvGeom/topology/GeomBoundingBox.h"
 
 #include "support/MeshBuilders.h"
+#include "support/Trees.h"
 
 namespace bench {
-
-inline qvGeom::Octree octreeOf(const qvGeom::CompactMesh& mesh) {
-    qvGeom::BoundingBox box;
-    meshBoundingBox(mesh, box);
-    return {mesh.getNumVertices(), mesh.getVerticesRaw(), box, true, 16};
-}
 
 /// Stays where it is made: what searches in it points to its members.
 struct IndexedMesh {
@@ -31,7 +24,7 @@ struct IndexedMesh {
 
     explicit IndexedMesh(qvGeom::CompactMesh source)
         : mesh(std::move(source)),
-          octree(octreeOf(mesh)) {
+          octree(test::octreeOf(mesh)) {
         computeOctreeTris(mesh, octree, tris);
     }
 

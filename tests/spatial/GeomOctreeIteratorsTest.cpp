@@ -1,22 +1,18 @@
 #include "qvGeom/spatial/GeomOctreeIterators.h"
 
-#include <algorithm>
 #include <gtest/gtest.h>
-#include <random>
 #include <set>
 #include <vector>
 
-#include "qvGeom/foundation/geometry/CompactMesh.h"
 #include "qvGeom/foundation/geometry/Frustum.h"
-#include "qvGeom/foundation/geometry/Octree.h"
 #include "qvGeom/foundation/geometry/Quadtree.h"
 #include "qvGeom/foundation/geometry/Ray.h"
 #include "qvGeom/foundation/geometry/Sphere.h"
-#include "qvGeom/foundation/linear/Linear.h"
 #include "qvGeom/spatial/GeomOctree.h"
-#include "qvGeom/topology/GeomBoundingBox.h"
 
 #include "support/MeshBuilders.h"
+#include "support/Random.h"
+#include "support/Trees.h"
 
 namespace qvGeom {
 namespace {
@@ -25,18 +21,29 @@ using qvLinear::Point;
 using qvLinear::PointFlt;
 using qvLinear::Vector;
 
-Octree octreeOf(const CompactMesh& mesh, int maxVertices, bool keepEmpty = true) {
-    BoundingBox box;
-    meshBoundingBox(mesh, box);
-    return {mesh.getNumVertices(), mesh.getVerticesRaw(), box, keepEmpty, maxVertices};
-}
-
 /// Trees with and without empty leaves, flat, of one leaf, and of none.
 std::vector<Octree> someTrees() {
-    return {octreeOf(test::randomMesh(1, 2000, 1), 5), octreeOf(test::wavySurface(2000), 4, false),
-            octreeOf(test::grid(30, 20), 3), octreeOf(test::sphere(4, 5), 1000),
+    return {test::octreeOf(test::randomMesh(1, 2000, 1), 5),
+            test::octreeOf(test::wavySurface(2000), 4, false),
+            test::octreeOf(test::grid(30, 20), 3), test::octreeOf(test::sphere(4, 5), 1000),
             Octree(0, nullptr, {{0, 0, 0}, {1, 1, 1}}, true, 1)};
 }
+
+/// Points around the box of a tree, at times corners of its nodes, where touching decides.
+struct RandomPoints {
+    const Octree& octree;
+    test::Random random{7};
+
+    Point operator()() {
+        OctreeIterator node = octree.getRoot();
+        const bool isCorner = random.below(3) == 0;
+        while (isCorner && random.below(4) != 0 && node.descend(random.below(8))) {
+        }
+        const auto share = [&] { return isCorner ? 1.0 : 0.5 + random.number(0.7); };
+        const Vector d = widen(node.box.maxPt() - node.box.minPt());
+        return widen(node.box.minPt()) + Vector{share() * d.x, share() * d.y, share() * d.z};
+    }
+};
 
 template <class Iterator>
 std::vector<int> walk(Iterator& it) {
@@ -46,64 +53,37 @@ std::vector<int> walk(Iterator& it) {
     return visited;
 }
 
-/// Whether a line along the direction can pass through `front` and then through `back`.
-bool hides(const BoundingBox& front, const BoundingBox& back, const Vector& direction) {
-    const double along[3] = {direction.x, direction.y, direction.z};
-    bool isBefore = false;
-    for (int axis = 0; axis < 3; ++axis) {
-        const bool before = (along[axis] > 0 && front.max[axis] <= back.min[axis]) ||
-                            (along[axis] < 0 && back.max[axis] <= front.min[axis]);
-        if (!before && !(front.min[axis] < back.max[axis] && back.min[axis] < front.max[axis]))
-            return false;
-        isBefore = isBefore || before;
+/// All leaves below a node, the children of each in the order given.
+void listLeaves(const OctreeIterator& node, const int* order, std::vector<OctreeIterator>& leaves) {
+    if (node.isLeaf())
+        leaves.push_back(node);
+    for (int i = 0; i < 8; ++i) {
+        OctreeIterator child = node;
+        if (child.descend(order[i]))
+            listLeaves(child, order, leaves);
     }
-    return isBefore;
 }
 
 bool intersects(const BoundingBox& box, const BoundingBox& query) { return box.intersects(query); }
 
-/// Compares a walk with a test of every leaf, and checks that it goes front to back.
+/// Compares a walk with a test of every leaf, front to back along `direction`.
 template <class Iterator, class Query>
-void checkWalk(Iterator& it, const std::vector<OctreeIterator>& leaves, const Query& query,
-               const Vector& direction) {
-    it.reset(query);
-    const std::vector<int> visited = walk(it);
+void checkWalk(Iterator& it, const Octree& octree, const Query& query, const Vector& direction) {
+    int order[8];
+    octree.getNodeOrdering(direction, order);
+    std::vector<OctreeIterator> leaves;
+    listLeaves(octree.getRoot(), order, leaves);
     std::vector<int> expected;
     for (const OctreeIterator& leaf : leaves) {
         if (intersects(leaf.box, query))
             expected.push_back(leaf.leafIndex());
     }
-    std::vector<int> sorted = visited;
-    std::sort(sorted.begin(), sorted.end());
-    ASSERT_EQ(sorted, expected);
-    for (std::size_t i = 0; i < visited.size(); ++i) {
-        for (std::size_t j = i + 1; j < std::min(visited.size(), i + 200); ++j)
-            ASSERT_FALSE(hides(leaves[visited[j]].box, leaves[visited[i]].box, direction));
-    }
+    it.reset(query);
+    ASSERT_EQ(walk(it), expected);
 }
-
-/// Points around the box of a tree, at times corners of its nodes, where touching decides.
-struct RandomPoints {
-    const Octree& octree;
-    std::mt19937 random{7};
-
-    Point operator()() {
-        OctreeIterator node = octree.getRoot();
-        const bool isCorner = random() % 3 == 0;
-        while (isCorner && random() % 4 != 0 && node.descend(static_cast<int>(random() % 8))) {
-        }
-        std::uniform_real_distribution<double> unit(-0.2, 1.2);
-        const auto share = [&] { return isCorner ? 1.0 : unit(random); };
-        const Vector d = widen(node.box.maxPt() - node.box.minPt());
-        return widen(node.box.minPt()) + Vector{share() * d.x, share() * d.y, share() * d.z};
-    }
-};
 
 TEST(OctreeIntersectIterators, meetWhatEveryLeafTestMeets) {
     for (const Octree& octree : someTrees()) {
-        std::vector<OctreeIterator> leaves;
-        for (OctreeLeafIterator it(octree); it.valid(); it.next())
-            leaves.insert(leaves.begin(), it.get());
         RandomPoints point{octree};
         const double size = octree.getRoot().box.diagonalLength();
         OctreeBBoxIntersectIt boxIt(octree);
@@ -115,20 +95,20 @@ TEST(OctreeIntersectIterators, meetWhatEveryLeafTestMeets) {
             BoundingBox box(narrow(p), narrow(p));
             if (i % 5 != 0)
                 box.extend(narrow(combine(0.7, p, 0.3, q)));
-            checkWalk(boxIt, leaves, box, qvLinear::Normal::x);
-            checkWalk(sphereIt, leaves, Sphere{p, i % 5 * 0.05 * size}, qvLinear::Normal::x);
+            checkWalk(boxIt, octree, box, qvLinear::Normal::x);
+            checkWalk(sphereIt, octree, Sphere{p, i % 5 * 0.05 * size}, qvLinear::Normal::x);
 
             const PointFlt origin = narrow(p);
             Vector direction = q - p;
             if (i % 3 == 0) // parallel to an axis or to a face
                 direction = {direction.x, i % 2 ? 0.0 : -0.0, i % 4 < 2 ? 0.0 : direction.z};
-            checkWalk(rayIt, leaves, Ray(origin, direction), direction);
+            checkWalk(rayIt, octree, Ray(origin, direction), direction);
 
             qvLinear::AffineMatrix toClip(8.0 / size);
             toClip.rotate(qvLinear::Normal(q - p), qvLinear::Normal(0, 1, -3));
             toClip.m[3][i % 3] = -p.x * 8.0 / size;
             const Frustum frustum{qvLinear::ProjMatrix(toClip)};
-            checkWalk(frustumIt, leaves, frustum, frustum.getVector());
+            checkWalk(frustumIt, octree, frustum, frustum.getVector());
         }
         const BoundingBox far({90, 90, 90}, {91, 91, 91});
         EXPECT_FALSE(OctreeBBoxIntersectIt(octree, far).valid());
@@ -170,9 +150,9 @@ TEST(QuadtreeIntersectIt, visitsTheLeavesMetInOrder) {
     QuadtreeIntersectIt it;
     EXPECT_FALSE(it.valid());
     const CompactMesh mesh = test::wavySurface(2000);
-    const Octree around = octreeOf(mesh, 16);
+    const Octree around = test::octreeOf(mesh);
+    const BoundingBox all = around.getRoot().box;
     for (const int maxPoints : {3, 5000}) {
-        const BoundingBox all = around.getRoot().box;
         const Quadtree quadtree(mesh.getNumVertices(), mesh.getVerticesRaw(), all, maxPoints);
         std::vector<QuadtreeIterator> leaves;
         for (it.reset(quadtree, all); it.valid(); it.next())

@@ -12,25 +12,23 @@ using qvUtil::Progress;
 
 namespace {
 
-/// Everything that a progress tells its callback.
-class Heard {
-public:
-    explicit Heard(Progress& progress) {
-        progress.setCallback(
-            [](void* user, double fraction, const char* caption) {
-                static_cast<Heard*>(user)->reports.emplace_back(fraction, caption);
-            },
-            this);
-    }
+using Reports = std::vector<std::pair<double, std::string>>;
 
-    std::vector<std::pair<double, std::string>> reports;
-};
+/// Collects everything that a progress tells its callback.
+void listen(Progress& progress, Reports& reports) {
+    progress.setCallback(
+        [](void* user, double fraction, const char* caption) {
+            static_cast<Reports*>(user)->emplace_back(fraction, caption);
+        },
+        &reports);
+}
 
 } // namespace
 
 TEST(Progress, handsOutSuccessiveShares) {
     Progress parent, child, grandchild;
-    const Heard heard(parent);
+    Reports heard;
+    listen(parent, heard);
     parent.subPhase(0.8, child);
     child.subPhase(0.5, grandchild);
     grandchild.set(0.5);
@@ -48,7 +46,7 @@ TEST(Progress, handsOutSuccessiveShares) {
 
     parent.set(0.3); // absolute, whatever was handed out
     EXPECT_EQ(parent.getFraction(), 0.3);
-    EXPECT_EQ(heard.reports.size(), 4U); // every set, and no subPhase
+    EXPECT_EQ(heard.size(), 4U); // every set, and no subPhase
 }
 
 TEST(Progress, keepsImpossibleValuesInRange) {
@@ -60,29 +58,27 @@ TEST(Progress, keepsImpossibleValuesInRange) {
     EXPECT_EQ(parent.getFraction(), 1);
     child.subPhase(0.5, parent); // a circle
     parent.subPhase(0.5, parent);
-    parent.set(0.5);
-    EXPECT_EQ(parent.getFraction(), 0.5);
-    parent.set(std::nan("")); // changes nothing
-    EXPECT_EQ(parent.getFraction(), 0.5);
-    parent.set(1.0000001);
-    EXPECT_EQ(parent.getFraction(), 1);
-    parent.set(-3);
-    EXPECT_EQ(parent.getFraction(), 0);
+    for (const auto& [value, kept] :
+         {std::pair{0.5, 0.5}, {std::nan(""), 0.5}, {1.0000001, 1.0}, {-3.0, 0.0}}) {
+        parent.set(value);
+        EXPECT_EQ(parent.getFraction(), kept) << value;
+    }
 }
 
 TEST(Progress, callsBackForItselfAndItsChildren) {
     Progress parent, child;
-    const Heard heardByParent(parent), heardByChild(child);
+    Reports heardByParent, heardByChild;
+    listen(parent, heardByParent);
+    listen(child, heardByChild);
     parent.setCaption("Weld");
     parent.subPhase(0.5, child);
     child.setCaption("Sort");
     child.set(0.5);
     child.set(0.5);
     parent.setCaption(nullptr);
-    using Reports = decltype(Heard::reports);
-    EXPECT_EQ(heardByParent.reports,
+    EXPECT_EQ(heardByParent,
               (Reports{{0, "Weld"}, {0, "Sort"}, {0.25, "Sort"}, {0.25, "Sort"}, {0.25, ""}}));
-    EXPECT_EQ(heardByChild.reports, (Reports{{0, "Sort"}, {0.5, "Sort"}, {0.5, "Sort"}}));
+    EXPECT_EQ(heardByChild, (Reports{{0, "Sort"}, {0.5, "Sort"}, {0.5, "Sort"}}));
 }
 
 TEST(Progress, isCancelledFromAboveAndFromAnyThread) {

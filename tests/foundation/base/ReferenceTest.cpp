@@ -9,20 +9,18 @@ using qv::Reference;
 
 namespace {
 
-class Counted : public qv::ReferenceCount {
-public:
-    explicit Counted(int& deletions) : deletions_(&deletions) {}
+struct Counted : qv::ReferenceCount {
+    explicit Counted(int& count) : deletions(&count) {}
 
     Counted(const Counted&) = default;
     Counted& operator=(const Counted&) = default;
 
-    ~Counted() override { ++*deletions_; }
+    ~Counted() override { ++*deletions; }
 
-private:
-    int* deletions_;
+    int* deletions;
 };
 
-class Derived : public Counted {
+struct Derived : Counted {
     using Counted::Counted;
 };
 
@@ -45,17 +43,12 @@ TEST(Reference, deletesWithTheLastHandle) {
     EXPECT_EQ(first->getReferenceCount(), 1);
     first = new Counted(deletions);
     EXPECT_EQ(deletions, 1);
+    Counted copy = *first; // the count stays with its object
+    EXPECT_EQ(copy.getReferenceCount(), 0);
+    *first = copy;
+    EXPECT_EQ(first->getReferenceCount(), 1);
     first = nullptr;
     EXPECT_EQ(deletions, 2);
-}
-
-TEST(ReferenceCount, staysWithItsObject) {
-    int deletions = 0;
-    const Reference<Counted> held = new Counted(deletions);
-    Counted copy = *held;
-    EXPECT_EQ(copy.getReferenceCount(), 0);
-    *held = copy;
-    EXPECT_EQ(held->getReferenceCount(), 1);
 }
 
 TEST(Strings, convertToFilenames) {

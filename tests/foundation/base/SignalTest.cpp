@@ -14,27 +14,25 @@ using Item = qvRTB::SignalBase::Item;
 namespace {
 
 /// Writes its name into a log when called, and then does what it is told to.
-class Listener : public qvRTB::SignalClient {
-public:
-    Listener(char name, std::string& log, std::function<void()> action = {})
-        : name_(name),
-          log_(&log),
-          action_(std::move(action)) {}
+struct Listener : qvRTB::SignalClient {
+    char name;
+    std::string* log;
+    std::function<void()> action;
+
+    explicit Listener(char itsName, std::string& itsLog, std::function<void()> itsAction = {})
+        : name(itsName),
+          log(&itsLog),
+          action(std::move(itsAction)) {}
 
     Item& connect(IntSignal& signal) {
         return signal.addCallback(*this, FunctionArgMember(this, &Listener::hear));
     }
 
     void hear(int value) {
-        *log_ += name_ + std::to_string(value) + ' ';
-        if (const std::function<void()> action = action_)
-            action();
+        *log += name + std::to_string(value) + ' ';
+        if (const std::function<void()> act = action) // it may destroy this one
+            act();
     }
-
-private:
-    char name_;
-    std::string* log_;
-    std::function<void()> action_;
 };
 
 /// Connects A, B and C, lets B do `action` when it is called, emits 1 and then, if the signal is
@@ -98,9 +96,7 @@ TEST(Signal, survivesSlotsThatChangeIt) {
     };
 
     for (const auto& [name, action, calls] : cases) {
-        SCOPED_TRACE(name);
-        Scene scene;
-        EXPECT_EQ(scene.run(action), calls);
+        EXPECT_EQ(Scene().run(action), calls) << name;
     }
 }
 

@@ -1,10 +1,11 @@
 #include "qvGeom/foundation/geometry/ArrayOfSets.h"
 
 #include <gtest/gtest.h>
-#include <random>
 #include <vector>
 
 #include "qvGeom/foundation/geometry/MeshAdjVertices.h"
+
+#include "support/Random.h"
 
 namespace {
 
@@ -21,16 +22,14 @@ Sets setsOf(const ArrayOfSets& sets) {
 }
 
 TEST(ArrayOfSets, collectsPairsInTheirOrder) {
-    std::mt19937 random(3);
+    test::Random random;
     for (const int numSets : {1, 2, 50}) {
         for (const int numPairs : {0, 1, 40}) {
             SCOPED_TRACE(testing::Message() << numSets << " sets, " << numPairs << " pairs");
-            Sets expected(static_cast<std::size_t>(numSets));
-            Sets inverse(100);
+            Sets expected(static_cast<std::size_t>(numSets)), inverse(100);
             std::vector<int> pairs;
             for (int p = 0; p < numPairs; ++p) {
-                const int set = static_cast<int>(random() % static_cast<unsigned>(numSets));
-                const int member = static_cast<int>(random() % 100);
+                const int set = random.below(numSets), member = random.below(100);
                 pairs.insert(pairs.end(), {set, member});
                 expected[set].push_back(member);
             }
@@ -38,11 +37,9 @@ TEST(ArrayOfSets, collectsPairsInTheirOrder) {
                 for (const int member : expected[s])
                     inverse[member].push_back(s);
             }
-
-            ArrayOfSets sets;
+            ArrayOfSets sets, inverted;
             sets.assignFromPairs(numSets, numPairs, pairs.data());
             EXPECT_EQ(setsOf(sets), expected);
-            ArrayOfSets inverted;
             inverted.assignInverse(100, sets);
             EXPECT_EQ(setsOf(inverted), inverse);
         }

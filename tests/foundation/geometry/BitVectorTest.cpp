@@ -1,10 +1,10 @@
 #include "qvGeom/foundation/geometry/BitVector.h"
 
 #include <gtest/gtest.h>
-#include <random>
 #include <vector>
 
 #include "support/MeshBuilders.h"
+#include "support/Random.h"
 
 namespace {
 
@@ -23,20 +23,19 @@ void expectBits(const BitVector& bits, const std::vector<bool>& expected) {
 // A long random life beside a plain vector of flags: catches counts that drift, and bits past the
 // end that come back when the vector grows.
 TEST(BitVector, agreesWithAVectorOfFlags) {
-    std::mt19937 random(5);
+    test::Random random(5);
     BitVector bits;
     std::vector<bool> flags;
     for (int step = 0; step < 4000; ++step) {
-        const auto below = [&random](std::size_t n) { return static_cast<int>(random() % n); };
-        switch (random() % 7) {
+        switch (random.below(7)) {
         case 0: {
-            const int size = below(100);
+            const int size = random.below(100);
             bits.resize(size);
             flags.resize(static_cast<std::size_t>(size));
             break;
         }
         case 1: {
-            BitVector other(below(100));
+            BitVector other(random.below(100));
             for (int i = 0; i < other.size(); i += 3)
                 other.set(i);
             bits |= other;
@@ -45,13 +44,13 @@ TEST(BitVector, agreesWithAVectorOfFlags) {
             break;
         }
         case 2:
-            random() % 2 ? bits.setAllBits() : bits.clearBits();
+            random.below(2) ? bits.setAllBits() : bits.clearBits();
             flags.assign(flags.size(), bits.numSetBits() > 0);
             break;
         default:
             if (!flags.empty()) {
-                const int i = below(flags.size());
-                const bool on = random() % 2;
+                const int i = random.below(bits.size());
+                const bool on = random.below(2) == 1;
                 bits.set(i, on);
                 flags[i] = on;
             }
@@ -60,15 +59,12 @@ TEST(BitVector, agreesWithAVectorOfFlags) {
     }
 }
 
-TEST(BitVector, setBitsCountsRepeatedIndicesOnce) {
+TEST(BitVector, countsRepeatedIndicesOnceAndSelectsEverythingWhenEmpty) {
     BitVector bits(70);
     const int indices[] = {3, 69, 3, 32, 69};
     bits.setBits(5, indices);
     EXPECT_EQ(bits, test::selectionOf(70, {3, 32, 69}));
     EXPECT_EQ(bits.numSetBits(), 3);
-}
-
-TEST(BitVector, ofSizeZeroSelectsEverything) {
     EXPECT_TRUE(isSelected(BitVector(), 12));
     EXPECT_FALSE(isSelected(BitVector(13), 12));
     EXPECT_TRUE(isSelected(test::selectionOf(13, {12}), 12));

@@ -4,10 +4,11 @@
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
-#include <random>
 #include <utility>
 
 #include "qvGeom/foundation/geometry/Segment.h"
+
+#include "support/Random.h"
 
 namespace qvGeom {
 namespace {
@@ -18,8 +19,9 @@ using qvLinear::PointFlt;
 using qvLinear::Range3d;
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInf = std::numeric_limits<float>::infinity();
 
-TEST(BoundingBox, startsInvalidAndGrowsToWhatItHolds) {
+TEST(BoundingBox, growsFromInvalidToWhatItHolds) {
     BoundingBox box;
     EXPECT_FALSE(box.isValid());
     EXPECT_EQ(box.diagonalLength(), 0.0);
@@ -33,10 +35,13 @@ TEST(BoundingBox, startsInvalidAndGrowsToWhatItHolds) {
     EXPECT_EQ(box, BoundingBox({-1.5f, 1.5f, 1.5f}, {1.5f, 5.5f, 3.5f}));
     EXPECT_EQ(box.center(), (Point{0, 3.5, 2.5}));
     EXPECT_EQ(BoundingBox({0, 0, 0}, {2, 3, 6}).diagonalLength(), 7.0);
+    box = BoundingBox({0, 0, -1}, {4, 2, -1});
+    box.extendToCube();
+    EXPECT_EQ(box, BoundingBox({0, -1, -3}, {4, 3, 1}));
 }
 
-// Whichever comes first: the answer must not depend on how points are split over threads.
-TEST(BoundingBox, ignoresNaNCoordinates) {
+// NaN whichever comes first: the answer must not depend on how points are split over threads.
+TEST(BoundingBox, staysSoundWithNaNInfinityAndNothing) {
     const PointFlt points[] = {{kNaN, 1, 2}, {3, kNaN, 5}, {4, 2, kNaN}, {kNaN, kNaN, kNaN}};
     for (int first = 0; first < 4; ++first) {
         BoundingBox box;
@@ -48,6 +53,15 @@ TEST(BoundingBox, ignoresNaNCoordinates) {
         EXPECT_EQ(box, BoundingBox({3, 1, 2}, {4, 2, 5}));
     }
     EXPECT_FALSE(BoundingBox({kNaN, 0, 0}, {1, 1, 1}).isValid());
+    BoundingBox halfFilled;
+    halfFilled.extend(points[0]);
+    halfFilled.extendToCube();
+    halfFilled.extend(FLT_MAX);
+    halfFilled.transform(narrow(AffineMatrix(-2.0)));
+    EXPECT_EQ(halfFilled, BoundingBox::invalid());
+    BoundingBox endless({-kInf, 0, 0}, {kInf, 1, kInf});
+    endless.transform(AffineMatrix(2.0)); // 0 times infinity must not spoil the y side
+    EXPECT_EQ(endless, BoundingBox({-kInf, 0, 0}, {kInf, 2, kInf}));
 }
 
 TEST(BoundingBox, narrowsDoubles) {
@@ -62,26 +76,17 @@ TEST(BoundingBox, narrowsDoubles) {
     EXPECT_EQ(Segment(six, six + 3), Segment(box.minPt(), box.maxPt()));
 }
 
-TEST(BoundingBox, extendToCubeGrowsShorterSidesAboutTheCentre) {
-    BoundingBox box({0, 0, -1}, {4, 2, -1});
-    box.extendToCube();
-    EXPECT_EQ(box, BoundingBox({0, -1, -3}, {4, 3, 1}));
-}
-
 TEST(BoundingBox, transformGivesTheBoxOfTheEightCorners) {
-    std::mt19937 random(3);
-    std::uniform_real_distribution<float> part(-9.0f, 9.0f);
-    const auto number = [&] { return part(random); };
+    test::Random random(3);
     for (int k = 0; k < 50; ++k) {
         AffineMatrix m;
         for (auto& row : m.m) {
             for (double& entry : row)
-                entry = k % 5 == 0 && number() > 0 ? 0.0 : number() / 3.0;
+                entry = k % 5 == 0 && random.below(2) ? 0.0 : random.number(3);
         }
-        BoundingBox box;
-        box.extend({number(), number(), number()});
-        box.extend({number(), number(), number()});
-        BoundingBox expected;
+        BoundingBox box, expected;
+        box.extend(narrow(random.point(9)));
+        box.extend(narrow(random.point(9)));
         for (int c = 0; c < 8; ++c) {
             const Point corner{c & 1 ? box.max[0] : box.min[0], c & 2 ? box.max[1] : box.min[1],
                                c & 4 ? box.max[2] : box.min[2]};
@@ -92,21 +97,8 @@ TEST(BoundingBox, transformGivesTheBoxOfTheEightCorners) {
     }
 }
 
-TEST(BoundingBox, keepsInvalidAndInfiniteBoxesSound) {
-    BoundingBox halfFilled;
-    halfFilled.extend({kNaN, 1, 2});
-    halfFilled.extendToCube();
-    halfFilled.extend(FLT_MAX);
-    halfFilled.transform(narrow(AffineMatrix(-2.0)));
-    EXPECT_EQ(halfFilled, BoundingBox::invalid());
-    const float inf = std::numeric_limits<float>::infinity();
-    BoundingBox endless({-inf, 0, 0}, {inf, 1, inf});
-    endless.transform(AffineMatrix(2.0)); // 0 times infinity must not spoil the y side
-    EXPECT_EQ(endless, BoundingBox({-inf, 0, 0}, {inf, 2, inf}));
-}
-
-TEST(BoundingBox, intersectsCountsTouching) {
-    const BoundingBox unit({0, 0, 0}, {1, 1, 1});
+TEST(BoundingBox, countsTouchingAsMeetingAndMeasuresDistance) {
+    const BoundingBox unit({0, 0, 0}, {1, 1, 1}), box({0, 0, 0}, {1, 2, 3});
     for (int axis = 0; axis < 3; ++axis) {
         for (const float shift : {1.0f, 1.0001f, -1.0f, -1.0001f, 0.5f}) {
             const bool wanted = std::abs(shift) <= 1;
@@ -118,10 +110,6 @@ TEST(BoundingBox, intersectsCountsTouching) {
         }
     }
     EXPECT_FALSE(unit.intersects(BoundingBox::invalid()));
-}
-
-TEST(BoundingBox, distanceIsToTheClosestPointAndZeroInside) {
-    const BoundingBox box({0, 0, 0}, {1, 2, 3});
     for (const auto& [p, wanted] : {std::pair{PointFlt{0.5f, 1, 1}, 0.0},
                                     {PointFlt{1, 2, 3}, 0.0},
                                     {PointFlt{4, -4, 1}, 5.0},

@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
-#include <random>
 
 #include "qvGeom/foundation/geometry/MeshTriangle.h"
 #include "qvGeom/foundation/geometry/MeshVertex.h"
+
+#include "support/Random.h"
 
 namespace {
 
@@ -17,19 +18,6 @@ using qvGeom::MeshVertex;
 using qvLinear::Point;
 
 constexpr MeshTriangle kFirstThree = {{0, 1, 2}};
-
-class RandomPoints {
-public:
-    explicit RandomPoints(unsigned seed) : random_(seed) {}
-
-    double number() { return uniform_(random_); }
-
-    Point point(double size) { return {size * number(), size * number(), size * number()}; }
-
-private:
-    std::mt19937 random_;
-    std::uniform_real_distribution<double> uniform_{-1, 1};
-};
 
 /// In a convex set q is closest to p exactly if no point of it lies ahead of q towards p; for a
 /// triangle the corners decide.
@@ -44,7 +32,7 @@ void expectClosest(const Point& a, const Point& b, const Point& c, const Point& 
 }
 
 TEST(ProjectBase, findsTheClosestPoint) {
-    RandomPoints random(1);
+    test::Random random;
     for (int i = 0; i < 50000; ++i) {
         SCOPED_TRACE(i);
         const double size = std::pow(10, i % 13 - 6);
@@ -85,7 +73,7 @@ TEST(MeshCoord, fallsBackToTheClosestPointWithoutAPlane) {
     const MeshVertex segment[] = {{0, 0, 0}, {1, 1, 1}, {3, 3, 3}};
     MeshCoord coord;
     coord.setFromPoint(0, segment, &kFirstThree, {2.5, 2, 1.5});
-    EXPECT_NEAR(distance(coord.evaluate(segment, &kFirstThree), {2, 2, 2}), 0, 1e-15);
+    EXPECT_NEAR(distance(coord.evaluate(segment, &kFirstThree), Point{2, 2, 2}), 0, 1e-15);
     const MeshVertex thin[] = {{0, 0, 0}, {1e10f, 0, 0}, {5e9f, 1e-3f, 0}};
     coord.setFromPoint(0, thin, &kFirstThree, {5e9, 3e9, 1});
     EXPECT_EQ(coord.w[2], 1);
@@ -95,10 +83,9 @@ TEST(MeshCoord, fallsBackToTheClosestPointWithoutAPlane) {
 TEST(MeshCoord, isFiniteForEveryFiniteInput) {
     const float extremes[] = {0, 1, -1, 1e-45f, 1e-20f, 3.4e38f, -3.4e38f};
     const double far[] = {0, 0.5, 1e-300, 1e38, -1.7e308};
-    RandomPoints random(4);
+    test::Random random(4);
     const auto pick = [&random](const auto& values) {
-        const double last = static_cast<double>(std::size(values)) - 1;
-        return values[std::lround((random.number() + 1) / 2 * last)];
+        return values[random.below(static_cast<int>(std::size(values)))];
     };
     for (int i = 0; i < 50000; ++i) {
         MeshVertex vertices[3];

@@ -210,6 +210,33 @@ void editRandomly(Edit edit) {
 
 const qvLinear::Point kPoint = {0.5, 0.25, 2};
 
+TEST(SwapEdge, exchangesTheDiagonalAndComesBack) {
+    editRandomly([](TopoMesh& mesh, int e) {
+        const Faces before = facesOf(mesh);
+        const int t = mesh.edgeTwin(e);
+        const Face ring = ringFrom(mesh, e), behind = t < 0 ? Face() : ringFrom(mesh, t);
+        const auto isJoined = [&mesh](int v, int w) {
+            return mesh.findEdge(v, w) >= 0 || mesh.findEdge(w, v) >= 0;
+        };
+        const bool isFree = ring.size() == 3 && behind.size() == 3 && ring[2] != behind[2] &&
+                            !isJoined(ring[2], behind[2]);
+        Faces faces = before;
+        if (isFree) {
+            replace(faces, ring, {{ring[1], ring[2], behind[2]}});
+            replace(faces, behind, {{ring[0], behind[2], ring[2]}});
+        }
+        EXPECT_EQ(mesh.swapEdge(e), isFree);
+        EXPECT_EQ(facesOf(mesh), faces);
+        if (isFree && !isJoined(ring[0], ring[1])) {
+            TopoMesh copy = mesh;
+            EXPECT_TRUE(copy.swapEdge(e));
+            EXPECT_EQ(facesOf(copy), before);
+            EXPECT_EQ(test::faultOf(copy), "");
+        }
+        return isFree;
+    });
+}
+
 TEST(DeleteVertex, leavesTheFaceAroundIt) {
     editRandomly([](TopoMesh& mesh, int e) {
         const int v = mesh.edgeVertex(e);

@@ -1,34 +1,24 @@
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
-#include <random>
 
 #include "qvGeom/foundation/linear/Angle.h"
 #include "qvGeom/foundation/linear/ProjMatrix.h"
 
+#include "support/Random.h"
+
 namespace qvLinear {
 namespace {
 
-class Random {
-public:
-    double number() { return part_(random_); }
-
-    Vector vector() { return {number(), number(), number()}; }
-
-    template <class Matrix>
-    Matrix matrix() {
-        Matrix a;
-        for (auto& row : a.m) {
-            for (double& entry : row)
-                entry = number();
-        }
-        return a;
+template <class Matrix>
+Matrix matrix(test::Random& random) {
+    Matrix a;
+    for (auto& row : a.m) {
+        for (double& entry : row)
+            entry = random.number(2);
     }
-
-private:
-    std::mt19937 random_{11};
-    std::uniform_real_distribution<double> part_{-2.0, 2.0};
-};
+    return a;
+}
 
 template <class Matrix>
 double largestDifference(const Matrix& a, const Matrix& b) {
@@ -52,29 +42,28 @@ TEST(AffineMatrix, mapsRowsWithTheTranslationLast) {
 }
 
 TEST(Matrix, productAppliesTheFirstFactorFirst) {
-    Random random;
-    const auto a = random.matrix<AffineMatrix>(), b = random.matrix<AffineMatrix>();
+    test::Random random(11);
+    const auto a = matrix<AffineMatrix>(random), b = matrix<AffineMatrix>(random);
     const Point p{1, -2, 3};
     EXPECT_TRUE(equivalent(p * (a * b), p * a * b, 1e-13));
     EXPECT_LT(largestDifference(ProjMatrix(a) * ProjMatrix(b), ProjMatrix(a * b)), 1e-14);
-    const auto c = random.matrix<ProjMatrix>(), d = random.matrix<ProjMatrix>();
+    const auto c = matrix<ProjMatrix>(random), d = matrix<ProjMatrix>(random);
     EXPECT_TRUE(equivalent(toPoint(toHPoint(p) * (c * d)), toPoint(toHPoint(p) * c * d), 1e-11));
 }
 
 TEST(Matrix, inverseUndoes) {
-    Random random;
+    test::Random random(11);
     ProjMatrix unit;
     unit.identity();
     for (int k = 0; k < 200; ++k) {
-        SCOPED_TRACE(k);
         const double scale = std::pow(10.0, k % 40 - 20);
-        AffineMatrix a = random.matrix<AffineMatrix>() * AffineMatrix(scale), inverse;
+        AffineMatrix a = matrix<AffineMatrix>(random) * AffineMatrix(scale), inverse;
         ASSERT_TRUE(a.invert(inverse));
         EXPECT_LT(largestDifference(a * inverse, AffineMatrix()), 1e-9);
         ASSERT_TRUE(a.invert(a)); // in place
         EXPECT_EQ(a, inverse);
 
-        ProjMatrix p = random.matrix<ProjMatrix>(), back;
+        ProjMatrix p = matrix<ProjMatrix>(random), back;
         for (double& entry : p.m[k % 4]) // one row scaled unlike the others
             entry *= scale;
         ASSERT_TRUE(p.invert(back));
@@ -90,11 +79,10 @@ TEST(Matrix, inverseRefusesSingularAndNonFinite) {
                               {{inf, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
     for (const auto& [x, y, z] : rows) {
         AffineMatrix a, untouched;
-        a.setFrame({1, 2, 3}, x, y, z);
-        EXPECT_FALSE(a.invert(untouched));
-        EXPECT_EQ(untouched, AffineMatrix());
         ProjMatrix out;
-        EXPECT_FALSE(ProjMatrix(a).invert(out));
+        a.setFrame({1, 2, 3}, x, y, z);
+        EXPECT_FALSE(a.invert(untouched) || ProjMatrix(a).invert(out));
+        EXPECT_EQ(untouched, AffineMatrix());
     }
     AffineMatrix far, out;
     far.m[3][1] = inf;
@@ -107,9 +95,8 @@ TEST(Matrix, inverseRefusesSingularAndNonFinite) {
 
 // Nearly opposite normals catch a division by 1 + cos, opposite ones a lost axis.
 TEST(AffineMatrix, rotateTakesOneNormalToTheOther) {
-    Random random;
+    test::Random random(11);
     for (int k = 0; k < 400; ++k) {
-        SCOPED_TRACE(k);
         const Normal from(random.vector());
         const double off = std::pow(10.0, -(k % 20));
         const Normal to =
