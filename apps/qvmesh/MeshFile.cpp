@@ -25,13 +25,13 @@ namespace qvmesh {
 namespace fs = std::filesystem;
 using qvGeom::CompactMesh;
 
+namespace {
+
 struct Format {
     const char* extension;
     Reader read;                              // null: by the library itself
     std::string (*write)(const CompactMesh&); // null: by the library itself, or not at all
 };
-
-namespace {
 
 constexpr Format kFormats[] = {
     {"mesh", nullptr, nullptr},     {"obj", readObj, writeObj}, {"off", readOff, writeOff},
@@ -41,13 +41,6 @@ constexpr Format kFormats[] = {
 
 /// A format that can only be read.
 constexpr Format kOtherScene = {"", readScene, nullptr};
-
-/// In small letters and without dot.
-std::string plainExtension(const std::string& extension) {
-    return inSmallLetters(extension.starts_with('.') ? extension.substr(1) : extension);
-}
-
-std::string extensionOf(const fs::path& path) { return plainExtension(path.extension().string()); }
 
 std::string extensionList() {
     std::string list;
@@ -120,8 +113,9 @@ void toMesh(const std::string& path, const MeshData& data, CompactMesh& mesh) {
 
 } // namespace
 
-void InputMesh::declare(CLI::App& app, const char* argument) {
-    app.add_option(argument, path_, "Mesh file to read (" + extensionList() + " and others)")
+CLI::Option* InputMesh::declare(CLI::App& app, const char* argument) {
+    return app
+        .add_option(argument, path_, "Mesh file to read (" + extensionList() + " and others)")
         ->required()
         ->type_name("FILE");
 }
@@ -137,37 +131,22 @@ void InputMesh::read(Job& job, double share, CompactMesh& mesh) const {
     });
 }
 
-OutputMesh::OutputMesh() = default;
-OutputMesh::~OutputMesh() = default;
-
 void OutputMesh::declare(CLI::App& app) {
-    app.add_option("-o,--output", path_, "Mesh file to write (" + extensionList() + ")")
-        ->required()
-        ->type_name("FILE");
-    app.add_option("--format", extension_, "Format to write, if the file's name does not say it")
-        ->type_name("EXTENSION");
+    std::vector<std::string> extensions;
+    for (const Format& format : kFormats)
+        extensions.push_back(format.extension);
+    option_.declare(app, "Mesh file", extensions)->required();
 }
 
-void OutputMesh::prepare(Job& job) {
-    const std::string extension =
-        extension_.empty() ? extensionOf(path_) : plainExtension(extension_);
-    format_ = findFormat(extension);
-    if (!format_)
-        throw Failure(path_ + ": is of no format that can be written (which are " +
-                      extensionList() + ")");
-    file_ = std::make_unique<OutputFile>(path_);
-    if (file_->isStandardOutput())
-        job.reportToStandardError();
-}
+void OutputMesh::prepare(Job& job) { option_.prepare(job); }
 
 void OutputMesh::write(Job& job, double share, const CompactMesh& mesh) {
-    job.stage("write", share, [&](qvUtil::Progress&) {
-        if (format_->write)
-            file_->write(format_->write(mesh));
-        else if (!writeText(mesh, file_->path()))
-            file_->fail("not all of it was taken");
+    option_.write(job, share, [&](const OutputFile& file) {
+        if (const Format& format = *findFormat(option_.extension()); format.write)
+            file.write(format.write(mesh));
+        else if (!writeText(mesh, file.path()))
+            file.fail("not all of it was taken");
     });
-    file_->commit(); // from here on it is too late to stop
 }
 
 } // namespace qvmesh

@@ -2,12 +2,14 @@
 /// Meshes from and to files, whatever their format.
 #pragma once
 
-#include <memory>
 #include <string>
+
+#include "qvmesh/OutputOption.h"
 
 namespace CLI {
 class App;
-}
+class Option;
+} // namespace CLI
 
 namespace qvGeom {
 class CompactMesh;
@@ -20,14 +22,13 @@ class Progress;
 namespace qvmesh {
 
 class Job;
-class OutputFile;
-struct Format;
 
 /// A mesh file that a command reads.
 class InputMesh {
 public:
-    /// Declares the positional argument that names the file.
-    void declare(CLI::App& app, const char* argument);
+    /// Declares the positional argument that names the file, and is required unless the caller
+    /// says otherwise.
+    CLI::Option* declare(CLI::App& app, const char* argument);
 
     const std::string& path() const { return path_; }
 
@@ -43,15 +44,10 @@ private:
 /// A mesh file that a command writes.
 class OutputMesh {
 public:
-    OutputMesh();
-    OutputMesh(const OutputMesh&) = delete;
-    OutputMesh& operator=(const OutputMesh&) = delete;
-    ~OutputMesh();
-
     /// Declares the options that name the file and its format.
     void declare(CLI::App& app);
 
-    const std::string& path() const { return path_; }
+    const std::string& path() const { return option_.path(); }
 
     /// Refuses at once what could only fail in the end. Throws Failure.
     void prepare(Job& job);
@@ -60,10 +56,7 @@ public:
     void write(Job& job, double share, const qvGeom::CompactMesh& mesh);
 
 private:
-    std::string path_;
-    std::string extension_;
-    const Format* format_ = nullptr;
-    std::unique_ptr<OutputFile> file_;
+    OutputOption option_;
 };
 
 } // namespace qvmesh

@@ -76,13 +76,18 @@ Fact truthFact(const char* key, const char* label, bool truth) {
     return {key, label, truth, truth ? "yes" : "no", ""};
 }
 
-void Report::setFiles(const std::string& input, const std::string& output) {
+void Report::setFiles(const std::string& input, const std::string& output,
+                      const std::string& other) {
     title_ = input;
     json_["input"] = input;
-    if (output.empty())
-        return;
-    title_ += " -> " + output;
-    json_["output"] = output;
+    if (!other.empty()) {
+        title_ += ", " + other;
+        json_["other"] = other;
+    }
+    if (!output.empty()) {
+        title_ += " -> " + output;
+        json_["output"] = output;
+    }
 }
 
 void Report::add(const Facts& facts) {
@@ -93,12 +98,18 @@ void Report::add(const Facts& facts) {
     tables_.push_back(table);
 }
 
-void Report::addComparison(const Facts& before, const Facts& after) {
-    json_["before"] = toJson(before);
-    json_.update(toJson(after));
-    Table table = {{{"", "before", "after"}, ""}};
-    for (const Fact& fact : before)
-        table.push_back({{fact.label, fact.text, textOf(after, fact.key)}, ""});
+void Report::addColumns(const std::vector<Column>& columns) {
+    Table table = {{{""}, ""}};
+    for (const Fact& fact : columns.front().facts)
+        table.push_back({{fact.label}, ""});
+    for (const Column& column : columns) {
+        json_.update(column.key.empty()
+                         ? toJson(column.facts)
+                         : nlohmann::ordered_json{{column.key, toJson(column.facts)}});
+        table.front().cells.push_back(column.heading);
+        for (std::size_t i = 1; i < table.size(); ++i)
+            table[i].cells.push_back(textOf(column.facts, columns.front().facts[i - 1].key));
+    }
     tables_.push_back(table);
 }
 

@@ -27,6 +27,13 @@ Fact truthFact(const char* key, const char* label, bool truth);
 
 using Facts = std::vector<Fact>;
 
+/// The facts of one thing beside those of others.
+struct Column {
+    std::string key; // that programs find them under; empty: where all other facts are
+    std::string heading;
+    Facts facts;
+};
+
 /// Lines of a table: a label, values that end at the right of their column, and a loose end.
 struct TableRow {
     std::vector<std::string> cells;
@@ -40,13 +47,14 @@ class Report {
 public:
     enum class Style { Text, Json };
 
-    /// Says which files the report is of; the second may be empty.
-    void setFiles(const std::string& input, const std::string& output);
+    /// Says which files the report is of. Output and other input may be empty.
+    void setFiles(const std::string& input, const std::string& output,
+                  const std::string& other = "");
     /// Adds a table.
     void add(const Facts& facts);
-    /// Adds a table of what was found before and after an edit: a line for each fact of `before`
-    /// beside the one of that key after it. For programs, those before stand apart.
-    void addComparison(const Facts& before, const Facts& after);
+    /// Adds a table of the same facts found of several things: a line for each fact of the first
+    /// column beside those of its key in the others. At least one column.
+    void addColumns(const std::vector<Column>& columns);
     void addStage(const char* name, double seconds);
 
     void print(std::FILE* stream, Style style) const;

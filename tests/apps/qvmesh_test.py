@@ -2,6 +2,7 @@
 
 import contextlib
 import json
+import math
 import os
 import pty
 import random
@@ -271,12 +272,86 @@ def test_scenes_are_placed(folder):
     same([round(sum(map(volume, half)), 9) for half in (triangles[:12], triangles[12:])], [1, 2])
 
 
+def cube_file(path, size=1, corner=0):
+    path.write_text(mesh_text([[size * x + corner for x in p] for p in CUBE_CORNERS], CUBE_FACES))
+    return path
+
+
+def check_close(got, wanted, tolerance, *context):
+    check(abs(got - wanted) <= tolerance * wanted, *context, "gives", got, "instead of", wanted)
+
+
+def test_intersect(folder):
+    """Counts made by independent code; the outline in which two cubes meet, six edges of the box
+    they have in common, by each way to say where the second is."""
+    for name, pairs in ("pig_soup.stl", 52), ("mannequin.mesh", 1581), ("spider.obj", 317):
+        same(facts("intersect", DATA / name)["crossingPairs"], pairs, name)
+    cube, segments = cube_file(folder / "cube.mesh"), folder / "segments.obj"
+    turned = "0 -1 0 1.5\n1 0 0 .5\n0 0 1 .5\n"
+    for transform, length in (("-.5,.5,+5e-1", 3), ("-0.4 .3 .2", 4.2), ("1 0 0 9 0 1 0 0 0 0 1 0", 0),
+                              (turned, 3), (turned + "0 0 0 1", 3)):
+        found = facts("intersect", cube, cube, "--transform", transform, "-o", segments)
+        check_close(found["length"], length, 1e-6, transform)
+        lines = [line.split() for line in segments.read_text().splitlines()]
+        points = [tuple(map(float, line[1:])) for line in lines if line[0] == "v"]
+        ends = [tuple(points[int(v) - 1] for v in line[1:]) for line in lines if line[0] == "l"]
+        same(len(ends), found["crossingPairs"], transform)
+        check_close(sum(map(lambda ab: math.dist(*ab), ends)), length, 1e-6, transform)
+        for p in points:
+            check(min(p) >= 0 and max(p) <= 1 and {0, 1} & set(p), p, "is off the cube")
+        facts("intersect", cube, cube, "--transform", transform, "-o", folder / "segments.ply")
+        header, body = (folder / "segments.ply").read_bytes().split(b"end_header\n")
+        n = len(ends)
+        check(b"vertex %d\n" % (2 * n) in header and b"edge %d\n" % n in header, header)
+        same(body, struct.pack(f"{6 * n}f", *sum(points, ())) + struct.pack(f"{2 * n}i", *range(2 * n)))
+
+
+def test_distance(folder):
+    near, far = cube_file(folder / "near.mesh"), cube_file(folder / "far.mesh", 3, -1)
+    moved = folder / "moved.mesh"
+    moved.write_text(mesh_text([(x + 3, y, z) for x, y, z in CUBE_CORNERS], CUBE_FACES))
+    keys = "largest", "mean", "rootMeanSquare"
+    found = facts("distance", near, far, "--symmetric")
+    for name, got, wanted in (("there", found, 1), ("back", found["back"], 3 ** 0.5)):
+        for key in keys:
+            check_close(got[key], wanted, 1e-6, name, key)
+    text, ply = folder / "out.txt", folder / "out.ply"
+    for out in text, ply:
+        found = facts("distance", near, moved, "-o", out)
+        for key, wanted in zip(keys, (3, 2.5, 6.5 ** 0.5)):
+            check_close(found[key], wanted, 1e-6, key)
+    same(text.read_text().split(), ["3", "2"] * 4)
+    same([p[3] for p in struct.iter_unpack("4f", ply.read_bytes().split(b"end_header\n")[1][:128])],
+         [3, 2] * 4)
+    same(read_mesh(convert(ply, folder / "back.mesh")), read_mesh(near))
+
+
+def test_rays(folder):
+    """Rays through the box of a cube all hit it; the share of a picture that a ball fills, however
+    small its triangles."""
+    cube = facts("rays", cube_file(folder / "cube.mesh"), "--rays", 4000)["random"]
+    same({cube[key] for key in ("rays", "hits", "anyHits", "packetHits")}, {4000})
+    n, ball = 60, folder / "ball.mesh"
+    points = [(1e-3 * math.sin(math.pi * i / n) * math.cos(2 * math.pi * j / n),
+               1e-3 * math.sin(math.pi * i / n) * math.sin(2 * math.pi * j / n),
+               1e-3 * math.cos(math.pi * i / n)) for i in range(n + 1) for j in range(n)]
+    quads = [(i * n + j, i * n + (j + 1) % n, (i + 1) * n + j, (i + 1) * n + (j + 1) % n)
+             for i in range(n) for j in range(n)]
+    ball.write_text(mesh_text(points, [t for a, b, c, d in quads for t in ((a, c, b), (b, c, d))]))
+    runs = [facts("rays", ball, "--rays", 100000, "--seed", seed) for seed in (7, 7, 8)]
+    for key in "hits", "anyHits", "packetHits":
+        check_close(runs[0]["camera"][key] / runs[0]["camera"]["rays"], math.pi / 13, 0.01, key)
+        hits = [run["random"][key] for run in runs]
+        check(hits[0] == hits[1] != hits[2] and 0 < hits[0] < 100000, key, hits)
+
+
 def test_refusals(folder):
     mesh = DATA / "patella.mesh"
     (folder / "locked").mkdir()
     for name, text in {
             "range.mesh": "3 1\n0 0 0\n1 0 0\n0 1 0\n3 0 1 3\n", "short.mesh": "3 1\n0.0 0.0 0.0\n1 0 0\n0 1 0\n3 0 1",
             "nan.mesh": "3 1\n0 0 0\n1 nan 0\n0 1 0\n3 0 1 2\n", "none.mesh": "0 0\n",
+            "huge.mesh": "3 1\n3e38 3e38 0\n0 0 0\n0 1 0\n3 0 1 2\n",
             "range.obj": "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 4\n", "two.obj": "f 1 2\n",
             "far.obj": "v 0 0 0\nf 1 -9 2000000000\n", "inf.off": "OFF\n1 1 0 # few\n1e-99 1e99 0\n3 0 0 0\n",
             "cut.off": "OFF\n2 1 0\n\n1 2\n",
@@ -306,6 +381,18 @@ def test_refusals(folder):
         ("inf.off: vertex 0 has a coord", "info", folder / "inf.off"),
         ("range.off: triangle 0 has the vertex 7", "info", folder / "range.off"),
         ("cut.off:4: ", "info", folder / "cut.off"),
+        ("is a mesh that is read", "intersect", mesh, "-o", mesh),
+        ("is a mesh that is read", "distance", folder / "nan.mesh", mesh, "-o", DATA / "../data" / mesh.name),
+        ("can be written .which are .obj, .ply", "intersect", mesh, "-o", folder / "out.stl"),
+        ("--transform requires other", "intersect", mesh, "--transform", "0 0 1"),
+        ("3, 12 or 16 numbers, not 2", "intersect", mesh, mesh, "--transform", "0 1"),
+        ("'2x' is no number", "intersect", mesh, mesh, "--transform", "0 1 2x"),
+        ("'nan' is no number", "intersect", mesh, mesh, "--transform", "0 1 nan"),
+        ("must be 0 0 0 1", "intersect", mesh, mesh, "--transform", 16 * "1 "),
+        ("surface is required", "distance", mesh), ("--rays", "rays", mesh, "--rays", 3),
+        ("none.mesh: holds no triangles", "distance", mesh, folder / "none.mesh", "-o", out),
+        ("nan.mesh: vertex 1 has", "rays", folder / "nan.mesh"),
+        ("too far apart", "distance", folder / "huge.mesh", mesh, "-o", out),
     ]
     for pattern, *args in table:
         check_refused(pattern, *args)
@@ -379,6 +466,11 @@ def test_interrupt(folder):
         same((process.communicate()[1], process.returncode), (b"", 130), "reading", wish)
     same(target.read_text(), "precious")
 
+    process = started(["rays", DATA / "spider.obj", "--rays", 50_000_000])
+    time.sleep(0.5)
+    process.send_signal(signal.SIGINT)
+    same((process.communicate()[1], process.returncode), (b"", 130), "computing")
+
     fifo = folder / "fifo"
     os.mkfifo(fifo)
     for extension in ("ply", "mesh"):
@@ -405,9 +497,8 @@ def test_what_is_told(folder):
 
     told = run("weld", DATA / "spider.obj", "-o", folder / "out.ply", "--verbose").stderr
     check(told.startswith(b"meshCompact: 762 vertices, 1368 triangles\n"), told)
-    for command in ("info", "weld", "convert"):
-        check(b"Examples:\n  qvmesh " + command.encode() in run(command, "--help").stdout, command)
-    check(re.fullmatch(rb"qvmesh \d+\.\d+\.\d+\n", run("--version").stdout), "--version")
+    for command in re.findall(r"^  qvmesh (\w+)", run("--help").stdout.decode(), re.M):
+        check(f"Examples:\n  qvmesh {command}" in run(command, "--help").stdout.decode(), command)
 
 
 for test in sys.argv[3:]:

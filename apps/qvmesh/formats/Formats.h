@@ -10,6 +10,7 @@
 #include "qvGeom/foundation/geometry/MeshTriangle.h"
 #include "qvGeom/foundation/geometry/MeshUV.h"
 #include "qvGeom/foundation/geometry/MeshVertex.h"
+#include "qvGeom/foundation/linear/Point.h"
 
 namespace qvGeom {
 class CompactMesh;
@@ -23,6 +24,11 @@ struct MeshData {
     std::vector<qvGeom::MeshNormal> normals;
     std::vector<qvGeom::MeshUV> uvs;
     std::vector<qvGeom::MeshTriangle> triangles;
+};
+
+/// A piece of a line, from end to end.
+struct Segment {
+    qvLinear::PointFlt from, to;
 };
 
 /// Adds a polygon to `triangles` as a fan around its first corner; nothing for fewer than three.
@@ -49,6 +55,8 @@ std::string writeOff(const qvGeom::CompactMesh& mesh);
 /// Any encoding, with polygons or triangle strips; written binary.
 MeshData readPly(const std::string& path);
 std::string writePly(const qvGeom::CompactMesh& mesh);
+/// With one more number per vertex, if there are any: the property `quality`.
+std::string writePly(const qvGeom::CompactMesh& mesh, std::span<const float> quality);
 
 /// Positions only: the format has no shared vertices, and normals of facets alone. Written binary.
 MeshData readStl(const std::string& path);
@@ -64,5 +72,9 @@ bool canReadScene(const std::string& extension);
 /// Reads a file of one or more placed meshes, in the many formats of the scene package, as one
 /// mesh.
 MeshData readScene(const std::string& path);
+
+// Line segments: lines of an OBJ, edges of a binary PLY. Each has two vertices of its own.
+std::string writeObjSegments(std::span<const Segment> segments);
+std::string writePlySegments(std::span<const Segment> segments);
 
 } // namespace qvmesh

@@ -320,7 +320,9 @@ private:
 // rounds decimal fractions wrongly, and hangs on a file cut short.
 MeshData readPly(const std::string& path) { return PlyReader(path).read(); }
 
-std::string writePly(const qvGeom::CompactMesh& mesh) {
+std::string writePly(const qvGeom::CompactMesh& mesh) { return writePly(mesh, {}); }
+
+std::string writePly(const qvGeom::CompactMesh& mesh, std::span<const float> quality) {
     std::string file = "ply\nformat binary_little_endian 1.0\nelement vertex " +
                        std::to_string(mesh.getNumVertices()) +
                        "\nproperty float x\nproperty float y\nproperty float z\n";
@@ -328,6 +330,8 @@ std::string writePly(const qvGeom::CompactMesh& mesh) {
         file += "property float nx\nproperty float ny\nproperty float nz\n";
     if (mesh.getUVs())
         file += "property float s\nproperty float t\n";
+    if (!quality.empty())
+        file += "property float quality\n";
     file += "element face " + std::to_string(mesh.getNumTriangles()) +
             "\nproperty list uchar int vertex_indices\nend_header\n";
 
@@ -337,6 +341,8 @@ std::string writePly(const qvGeom::CompactMesh& mesh) {
             appendBytes(file, mesh.getNormals()[v]);
         if (mesh.getUVs())
             appendBytes(file, mesh.getUVs()[v]);
+        if (!quality.empty())
+            appendBytes(file, quality[static_cast<std::size_t>(v)]);
     }
     for (int t = 0; t < mesh.getNumTriangles(); ++t) {
         file += '\3';
