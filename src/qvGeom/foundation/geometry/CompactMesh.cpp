@@ -24,14 +24,18 @@ CompactMesh::~CompactMesh() { announceDestruction(); }
 
 void CompactMesh::swap(CompactMesh& other) noexcept {
     swapPoints(other);
+    swapConnectivity(other);
+    std::swap(numPolys_, other.numPolys_);
+    selectedTriangles_.swap(other.selectedTriangles_);
+}
+
+void CompactMesh::swapConnectivity(CompactMesh& other) noexcept {
     triangles_.swap(other.triangles_);
     triangleNormals_.swap(other.triangleNormals_);
     triStrips_.swap(other.triStrips_);
     triFans_.swap(other.triFans_);
     lines_.swap(other.lines_);
     lineStrips_.swap(other.lineStrips_);
-    std::swap(numPolys_, other.numPolys_);
-    selectedTriangles_.swap(other.selectedTriangles_);
 }
 
 void CompactMesh::modified(MeshModification& modification) {

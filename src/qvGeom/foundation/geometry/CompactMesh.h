@@ -28,6 +28,9 @@ public:
     ~CompactMesh() override;
 
     void swap(CompactMesh& other) noexcept;
+    /// Exchanges triangles with their normals, strips, fans, lines and line strips: all that is
+    /// made of vertex indices.
+    void swapConnectivity(CompactMesh& other) noexcept;
     /// Emits the modification signal, once. Frees and recomputes nothing.
     virtual void modified(MeshModification& modification);
 
