@@ -9,10 +9,10 @@
 #include "qvGeom/foundation/geometry/Octree.h"
 #include "qvGeom/foundation/geometry/OctreeTris.h"
 #include "qvGeom/foundation/linear/Tolerances.h"
-#include "qvGeom/spatial/detail/LeafTriangles.h"
+#include "qvGeom/spatial/GeomOctreeIterators.h"
+#include "qvGeom/spatial/detail/OctreeWalk.h"
 #include "qvGeom/spatial/detail/QuadRayWalk.h"
-#include "qvGeom/spatial/detail/RayTriangle.h"
-#include "qvGeom/spatial/detail/RayWalk.h"
+#include "qvGeom/spatial/detail/RayTree.h"
 
 namespace qvGeom {
 
@@ -37,70 +37,6 @@ bool meets(const PointFlt& o, const Vector& d, const MeshVertex& a, const MeshVe
     return detail::meets(widen(o), d, a, b, c, hit);
 }
 
-/// The tree's largest coordinate, times the share of it that rounding may take from a distance.
-float slackOf(const Octree& octree) {
-    const BoundingBox box = octree.getRoot().box;
-    float largest = 0.0F;
-    for (int axis = 0; axis < 3; ++axis)
-        largest = std::max({largest, std::abs(box.min[axis]), std::abs(box.max[axis])});
-    return 1e-6F * largest;
-}
-
-/// One ray and the leaves' triangles.
-class LeafQuery {
-public:
-    LeafQuery(const Ray& ray, const detail::RayLanes& lanes)
-        : ray_(ray),
-          origin_{detail::splat(widen(ray.origin.x)), detail::splat(widen(ray.origin.y)),
-                  detail::splat(widen(ray.origin.z))},
-          direction_{detail::splat(ray.direction.x), detail::splat(ray.direction.y),
-                     detail::splat(ray.direction.z)},
-          backward_(lanes.flip) {}
-
-    /// Calls `take(triangle, group, lane)` for triangles of the leaf that the ray's line meets, all
-    /// of those up to the limit among them, until it returns true; returns whether it did.
-    template <class Take>
-    bool run(const detail::LeafTriangles::Range& leaf, const float& limit, const Take& take) const {
-        for (const detail::TriangleBundle& bundle : leaf) {
-            for (unsigned groups = groupsMet(bundle, limit); groups != 0; groups &= groups - 1) {
-                const detail::TriangleGroup& group = bundle.group[std::countr_zero(groups)];
-                unsigned met = detail::trianglesMeeting(group, origin_, direction_);
-                for (; met != 0; met &= met - 1) {
-                    if (take(group, std::countr_zero(met)))
-                        return true;
-                }
-            }
-        }
-        return false;
-    }
-
-private:
-    /// One bit for each group whose box the ray meets up to the limit.
-    unsigned groupsMet(const detail::TriangleBundle& bundle, float limit) const {
-        const float from[3] = {ray_.origin.x, ray_.origin.y, ray_.origin.z};
-        detail::Float4 enter = detail::splat(-detail::kInfinity);
-        detail::Float4 leave = detail::splat(detail::kInfinity);
-        for (int axis = 0; axis < 3; ++axis) {
-            const bool backward = backward_ >> axis & 1;
-            const float* const first = backward ? bundle.max[axis] : bundle.min[axis];
-            const float* const last = backward ? bundle.min[axis] : bundle.max[axis];
-            const detail::Float4 origin = detail::splat(from[axis]);
-            const detail::Float4 inverse = detail::splat(ray_.inverse[axis]);
-            enter = detail::raise(enter, (detail::load(first) - origin) * inverse);
-            leave = detail::lower(leave, (detail::load(last) - origin) * inverse);
-        }
-        // A margin for the rounding of distances; that of the boxes is in them.
-        leave *= detail::splat(1.000001F);
-        return detail::bitsOf((enter <= leave) & (leave >= detail::splat(0.0F)) &
-                              (enter <= detail::splat(limit)));
-    }
-
-    const Ray& ray_;
-    detail::Double2x3 origin_;
-    detail::Double2x3 direction_;
-    unsigned backward_; // a bit an axis
-};
-
 MeshVertex cornerOf(const detail::TriangleGroup& group, int corner, int lane) {
     return {group.corner[corner][0][lane], group.corner[corner][1][lane],
             group.corner[corner][2][lane]};
@@ -113,13 +49,100 @@ bool meets(const Ray& ray, const detail::TriangleGroup& group, int lane,
                  cornerOf(group, 2, lane), hit);
 }
 
-/// How far a walk has to go to find all that may be nearer than `t`: the floats by which boxes are
-/// entered, and by which triangles were sorted into them, are rounded.
-float limitFor(double t, const Ray& ray, float slack) {
-    const float* const inverse = ray.inverse;
-    const float perLength =
-        std::min({std::abs(inverse[0]), std::abs(inverse[1]), std::abs(inverse[2])});
-    return qvLinear::narrow(std::min(t * (1.0 + 1e-5) + widen(slack) * widen(perLength), kNoHit));
+/// A ray and all that its tests need.
+struct TracedRay {
+    Ray ray;
+    detail::RayLanes lanes;
+    detail::Double2x3 origin;
+    detail::Double2x3 direction;
+
+    TracedRay(const PointFlt& o, const Vector& d)
+        : ray(o, d),
+          lanes(ray),
+          origin{detail::splat(widen(o.x)), detail::splat(widen(o.y)), detail::splat(widen(o.z))},
+          direction{detail::splat(d.x), detail::splat(d.y), detail::splat(d.z)} {}
+
+    /// How far a walk has to go to find all that may be nearer than `t`, in boxes with a margin.
+    float limitFor(double t, float margin) const {
+        const float* const inverse = ray.inverse;
+        const float perLength =
+            std::min({std::abs(inverse[0]), std::abs(inverse[1]), std::abs(inverse[2])});
+        return qvLinear::narrow(
+            std::min(t * (1.0 + 1e-5) + widen(margin) * widen(perLength), kNoHit));
+    }
+};
+
+/// Calls `take(group, lane)` for the triangles of the leaf that the line of a ray meets, all of
+/// those up to the limit among them, until it returns true; returns whether it did.
+template <class Take>
+bool testLeaf(const detail::RayTree& tree, const detail::RayBundle& leaf, const TracedRay& ray,
+              const float& limit, const Take& take) {
+    for (const detail::RayBundle* bundle = &leaf;; ++bundle) {
+        alignas(16) float enter[8];
+        unsigned groups = ray.lanes.boxesMet(bundle->boxes, limit, enter);
+        for (; groups != 0; groups &= groups - 1) {
+            const int g = std::countr_zero(groups);
+            if (enter[g] > limit)
+                continue;
+            const auto& group = tree.groups(*bundle)[g];
+            unsigned met = detail::TrianglePair(group, 0, ray.origin).meeting(ray.direction) |
+                           detail::TrianglePair(group, 2, ray.origin).meeting(ray.direction) << 2;
+            for (; met != 0; met &= met - 1) {
+                if (take(group, std::countr_zero(met)))
+                    return true;
+            }
+        }
+        if (bundle->isLast)
+            return false;
+    }
+}
+
+/// The same, for four rays, the limits a ray a lane: `take(ray, group, lane)`.
+template <class Take>
+void testLeaf(const detail::RayTree& tree, const detail::RayBundle& leaf,
+              const detail::PacketLanes& packet, const TracedRay rays[4],
+              const detail::Float4& limits, const float& limit, const Take& take) {
+    for (const detail::RayBundle* bundle = &leaf;; ++bundle) {
+        alignas(16) float enter[8];
+        unsigned groups = packet.boxesMet(bundle->boxes, limit, enter);
+        for (; groups != 0; groups &= groups - 1) {
+            const int g = std::countr_zero(groups);
+            unsigned which = packet.raysMeeting(bundle->boxes, g, limits);
+            if (which == 0)
+                continue;
+            const auto& group = tree.groups(*bundle)[g];
+            const detail::TrianglePair pairs[2] = {{group, 0, rays[0].origin},
+                                                   {group, 2, rays[0].origin}};
+            for (; which != 0; which &= which - 1) {
+                const int r = std::countr_zero(which);
+                unsigned met =
+                    pairs[0].meeting(rays[r].direction) | pairs[1].meeting(rays[r].direction) << 2;
+                for (; met != 0; met &= met - 1)
+                    take(r, group, std::countr_zero(met));
+            }
+        }
+        if (bundle->isLast)
+            return;
+    }
+}
+
+MeshVertex cornerOf(const CompactMesh& mesh, int triangle, int corner) {
+    return mesh.getVertices()[mesh.getTriangles()[triangle][corner]];
+}
+
+/// Calls `take(triangle, hit)` for what the line of the ray meets of a leaf's triangles until it
+/// returns true; returns whether it did.
+template <class Take>
+bool testAll(const CompactMesh& mesh, const OctreeTris& tris, int leaf, const Ray& ray,
+             const Take& take) {
+    if (leaf >= tris.numSets())
+        return false;
+    return std::any_of(tris.begin(leaf), tris.end(leaf), [&](int t) {
+        detail::RayTriangleHit hit{};
+        return meets(ray.origin, ray.direction, cornerOf(mesh, t, 0), cornerOf(mesh, t, 1),
+                     cornerOf(mesh, t, 2), hit) &&
+               take(t, hit);
+    });
 }
 
 } // namespace
@@ -153,40 +176,73 @@ void setBackfaceCullDistance(double distance) { backfaceCullDistance = distance;
 class RayTracer::Impl {
 public:
     Impl(const Octree& octree, const OctreeTris& tris, const CompactMesh& mesh)
-        : walk_(octree),
-          leaves_(octree, tris, mesh),
-          slack_(slackOf(octree)) {}
+        : octree_(octree),
+          tris_(tris),
+          mesh_(mesh),
+          tree_(octree, tris, mesh) {}
 
     bool intersect(const PointFlt& origin, const Vector& direction) {
-        const Ray ray(origin, direction);
-        const detail::RayLanes lanes(ray);
-        const LeafQuery query(ray, lanes);
+        if (!tree_.prepare(origin, direction))
+            return intersectAll(origin, direction);
+        const TracedRay ray(origin, direction);
         distance = kNoHit;
         bool found = false;
+        double doubtful = kNoHit; // the nearest hit in a leaf that does not count
         float limit = detail::kInfinity;
-        const auto take = [&](const detail::TriangleGroup& group, int lane) {
-            detail::RayTriangleHit hit{};
-            if (!meets(ray, group, lane, hit) || !(hit.t > widen(qvLinear::epsilonTolFlt)))
-                return false;
-            found = true;
-            if (nearest && hit.t < distance) {
-                distance = hit.t;
-                limit = limitFor(hit.t, ray, slack_);
-            }
-            return !nearest;
-        };
-        walk_.run(ray, lanes, limit,
-                  [&](int leaf) { return query.run(leaves_.of(leaf), limit, take); });
-        return found;
+        tree_.walk(ray.lanes, limit, [&](const detail::RayBundle& leaf) {
+            return testLeaf(tree_, leaf, ray, limit, [&](const auto& group, int lane) {
+                detail::RayTriangleHit hit{};
+                if (!meets(ray.ray, group, lane, hit) || !counts(hit) || hit.t >= distance)
+                    return false;
+                if (!detail::meets(leaf.leaf, ray.ray)) {
+                    doubtful = std::min(doubtful, hit.t);
+                    return false;
+                }
+                found = true;
+                if (nearest) {
+                    distance = hit.t;
+                    limit = ray.limitFor(hit.t, tree_.margin());
+                }
+                return !nearest;
+            });
+        });
+        const bool doubt = nearest ? doubtful < distance : !found && doubtful < kNoHit;
+        return doubt ? intersectAll(origin, direction) : found;
     }
 
     bool nearest = false;
     double distance = kNoHit;
 
 private:
-    detail::RayWalk walk_;
-    detail::LeafTriangles leaves_;
-    float slack_;
+    static bool counts(const detail::RayTriangleHit& hit) {
+        return hit.t > widen(qvLinear::epsilonTolFlt);
+    }
+
+    /// Tests all triangles of the leaves that the ray meets.
+    bool intersectAll(const PointFlt& origin, const Vector& direction) {
+        const Ray ray(origin, direction);
+        distance = kNoHit;
+        bool found = false;
+        for (OctreeRayIntersectIt it(octree_, ray); it.valid(); it.next()) {
+            const bool done = testAll(mesh_, tris_, it.get().leafIndex(), ray,
+                                      [&](int, const detail::RayTriangleHit& hit) {
+                                          if (!counts(hit))
+                                              return false;
+                                          found = true;
+                                          if (nearest)
+                                              distance = std::min(distance, hit.t);
+                                          return !nearest;
+                                      });
+            if (done)
+                break;
+        }
+        return found;
+    }
+
+    const Octree& octree_;
+    const OctreeTris& tris_;
+    const CompactMesh& mesh_;
+    detail::RayTree tree_;
 };
 
 RayTracer::RayTracer(const Octree& octree, const OctreeTris& tris, const CompactMesh* mesh)
@@ -240,56 +296,141 @@ void OctreeQuadRayIntersectIt::next() { impl_->next(); }
 class QuadRayTracer::Impl {
 public:
     Impl(const Octree& octree, const OctreeTris& tris, const CompactMesh& mesh)
-        : walk_(octree),
-          leaves_(octree, tris, mesh),
-          slack_(slackOf(octree)) {}
+        : mesh_(mesh),
+          tris_(tris),
+          walk_(octree),
+          tree_(octree, tris, mesh) {}
 
     void intersect(QuadRay& quad) {
-        const PointFlt& o = quad.getOrigin();
-        const Ray rays[4] = {{o, quad.getDirection(0)},
-                             {o, quad.getDirection(1)},
-                             {o, quad.getDirection(2)},
-                             {o, quad.getDirection(3)}};
-        const detail::RayLanes lanes[4] = {detail::RayLanes(rays[0]), detail::RayLanes(rays[1]),
-                                           detail::RayLanes(rays[2]), detail::RayLanes(rays[3])};
-        const LeafQuery queries[4] = {
-            {rays[0], lanes[0]}, {rays[1], lanes[1]}, {rays[2], lanes[2]}, {rays[3], lanes[3]}};
-        QuadRay::Hit hits[4];
-        std::fill_n(hits, 4, QuadRay::Hit{false, kNoHit, -1});
-
-        for (walk_.reset(quad); walk_.valid(); walk_.next()) {
-            const detail::LeafTriangles::Range leaf = leaves_.of(walk_.top().leafIndex());
-            for (int r = 0; r < 4; ++r)
-                walk_.limit[r] = trace(rays[r], queries[r], leaf, quad.cullsBackfaces(), hits[r],
-                                       walk_.limit[r]);
-        }
+        bool fit = true;
         for (int r = 0; r < 4; ++r)
-            quad.setHit(r, hits[r]);
+            fit = tree_.prepare(quad.getOrigin(), quad.getDirection(r)) && fit;
+        const PointFlt& o = quad.getOrigin();
+        const TracedRay rays[4] = {{o, quad.getDirection(0)},
+                                   {o, quad.getDirection(1)},
+                                   {o, quad.getDirection(2)},
+                                   {o, quad.getDirection(3)}};
+        Outcome outcome;
+        if (fit && areAlike(rays))
+            traceTogether(rays, quad.cullsBackfaces(), outcome);
+        else if (fit)
+            traceApart(rays, quad.cullsBackfaces(), outcome);
+        if (!fit || outcome.isInDoubt())
+            traceAll(quad, rays, outcome);
+        for (int r = 0; r < 4; ++r)
+            quad.setHit(r, outcome.best[r]);
     }
 
 private:
-    /// Betters the hit of one ray by a leaf; returns the limit from then on.
-    float trace(const Ray& ray, const LeafQuery& query, const detail::LeafTriangles::Range& leaf,
-                bool cull, QuadRay::Hit& best, float limit) const {
-        query.run(leaf, limit, [&](const detail::TriangleGroup& group, int lane) {
-            detail::RayTriangleHit hit{};
-            if (!meets(ray, group, lane, hit) || !(hit.t > qvLinear::epsilonTol))
-                return false;
-            if (cull && isCulled(hit))
-                return false;
-            const int triangle = group.triangle[lane];
-            if (hit.t < best.t || (hit.t == best.t && triangle < best.triangle)) {
-                best = {true, hit.t, triangle};
-                limit = limitFor(hit.t, ray, slack_);
+    struct Outcome {
+        QuadRay::Hit best[4];
+        double doubtful[4]; // the nearest hit in a leaf that does not count
+
+        Outcome() {
+            std::fill_n(best, 4, QuadRay::Hit{false, kNoHit, -1});
+            std::fill_n(doubtful, 4, kNoHit);
+        }
+
+        bool isInDoubt() const {
+            for (int r = 0; r < 4; ++r) {
+                if (doubtful[r] < kNoHit && doubtful[r] <= best[r].t)
+                    return true;
             }
             return false;
-        });
-        return limit;
+        }
+    };
+
+    static bool counts(const detail::RayTriangleHit& hit, bool cull) {
+        return hit.t > qvLinear::epsilonTol && !(cull && isCulled(hit));
     }
 
+    static bool isBetter(const detail::RayTriangleHit& hit, int triangle,
+                         const QuadRay::Hit& best) {
+        return hit.t < best.t || (hit.t == best.t && triangle < best.triangle);
+    }
+
+    /// Whether one walk serves all: they go almost the same way.
+    static bool areAlike(const TracedRay rays[4]) {
+        constexpr float kMostSpread = 1.1F;
+        bool alike = true;
+        for (int axis = 0; axis < 3; ++axis) {
+            const float first = rays[0].ray.inverse[axis];
+            for (int r = 1; r < 4; ++r) {
+                const float share = rays[r].ray.inverse[axis] / first; // NaN for zero directions
+                alike &= share < kMostSpread && share * kMostSpread > 1.0F;
+            }
+        }
+        return alike;
+    }
+
+    /// Takes a hit that the lanes found; returns whether it is the nearest now.
+    static bool take(const TracedRay rays[4], int r, const detail::RayBundle& leaf,
+                     const detail::TriangleGroup& group, int lane, bool cull, Outcome& outcome) {
+        detail::RayTriangleHit hit{};
+        const int triangle = group.triangle[lane];
+        if (!meets(rays[r].ray, group, lane, hit) || !counts(hit, cull) ||
+            !isBetter(hit, triangle, outcome.best[r]))
+            return false;
+        const bool yielded = std::any_of(rays, rays + 4, [&](const TracedRay& ray) {
+            return detail::meets(leaf.leaf, ray.ray);
+        });
+        if (yielded)
+            outcome.best[r] = {true, hit.t, triangle};
+        else
+            outcome.doubtful[r] = std::min(outcome.doubtful[r], hit.t);
+        return yielded;
+    }
+
+    void traceTogether(const TracedRay rays[4], bool cull, Outcome& outcome) {
+        const detail::PacketLanes packet(rays);
+        detail::Float4 limits = detail::splat(detail::kInfinity);
+        float limit = detail::kInfinity;
+        tree_.walk(packet, limit, [&](const detail::RayBundle& leaf) {
+            const auto takeFor = [&](int r, const auto& group, int lane) {
+                if (!take(rays, r, leaf, group, lane, cull, outcome))
+                    return;
+                limits[r] = rays[r].limitFor(outcome.best[r].t, tree_.margin());
+                limit = std::max({limits[0], limits[1], limits[2], limits[3]});
+            };
+            testLeaf(tree_, leaf, packet, rays, limits, limit, takeFor);
+            return false;
+        });
+    }
+
+    void traceApart(const TracedRay rays[4], bool cull, Outcome& outcome) {
+        for (int r = 0; r < 4; ++r) {
+            float limit = detail::kInfinity;
+            tree_.walk(rays[r].lanes, limit, [&](const detail::RayBundle& leaf) {
+                return testLeaf(tree_, leaf, rays[r], limit, [&](const auto& group, int lane) {
+                    if (take(rays, r, leaf, group, lane, cull, outcome))
+                        limit = rays[r].limitFor(outcome.best[r].t, tree_.margin());
+                    return false;
+                });
+            });
+        }
+    }
+
+    /// Tests all triangles of the leaves that any of the rays meets.
+    void traceAll(const QuadRay& quad, const TracedRay rays[4], Outcome& outcome) {
+        outcome = Outcome();
+        for (walk_.reset(quad); walk_.valid(); walk_.next()) {
+            const int leaf = walk_.top().leafIndex();
+            for (int r = 0; r < 4; ++r) {
+                testAll(mesh_, tris_, leaf, rays[r].ray,
+                        [&](int triangle, const detail::RayTriangleHit& hit) {
+                            if (counts(hit, quad.cullsBackfaces()) &&
+                                isBetter(hit, triangle, outcome.best[r]))
+                                outcome.best[r] = {true, hit.t, triangle};
+                            return false;
+                        });
+            }
+        }
+    }
+
+    const CompactMesh& mesh_;
+    const OctreeTris& tris_;
     detail::QuadRayWalk walk_;
-    detail::LeafTriangles leaves_;
-    float slack_;
+    detail::RayTree tree_;
 };
 
 QuadRayTracer::QuadRayTracer(const Octree& octree, const OctreeTris& tris, const CompactMesh* mesh)

@@ -51,6 +51,15 @@ inline Float4 lower(Float4 known, Float4 value) {
 #endif
 }
 
+/// Compared by hand: compilers take the lanes apart where 64-bit integers cannot be compared.
+inline Mask2 isAtLeast(Double2 value, Double2 least) {
+#if defined(__SSE2__)
+    return reinterpret_cast<Mask2>(_mm_cmpge_pd(value, least));
+#else
+    return value >= least;
+#endif
+}
+
 /// One bit for each lane that is set.
 inline unsigned bitsOf(Mask4 mask) {
 #if defined(__SSE2__)

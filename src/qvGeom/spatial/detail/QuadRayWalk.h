@@ -3,10 +3,13 @@
 #pragma once
 
 #include <cassert>
+#include <cfloat>
 #include <vector>
 
+#include "qvGeom/foundation/geometry/Octree.h"
+#include "qvGeom/foundation/geometry/Ray.h"
 #include "qvGeom/spatial/GeomRayTrace.h"
-#include "qvGeom/spatial/detail/RayWalk.h"
+#include "qvGeom/spatial/detail/Lanes.h"
 
 namespace qvGeom::detail {
 
@@ -21,7 +24,6 @@ public:
     void reset(const QuadRay& quad) {
         setRays(quad);
         octree_.getNodeOrdering(qvLinear::widen(quad.getMeanDirection()), order_);
-        limit = splat(kInfinity);
         const OctreeIterator root = octree_.getRoot();
         size_ = 0;
         Slabs slabs[3];
@@ -33,25 +35,17 @@ public:
 
     bool valid() const { return size_ > 0; }
 
-    const OctreeIterator& top() const { return stack_[size_ - 1].node; }
+    const OctreeIterator& top() const { return stack_[size_ - 1]; }
 
     void next() {
         --size_;
         findLeaf();
     }
 
-    /// Rays do not go into what they enter beyond theirs.
-    Float4 limit = splat(kInfinity);
-
 private:
     /// Where each ray enters and leaves the space between two sides of a box.
     struct Slabs {
         Float4 enter, leave;
-    };
-
-    struct Entry {
-        OctreeIterator node;
-        Float4 enter; // infinite for rays that do not
     };
 
     void setRays(const QuadRay& quad) {
@@ -76,22 +70,17 @@ private:
     void push(const OctreeIterator& node, const Slabs& x, const Slabs& y, const Slabs& z) {
         const Float4 in = raise(raise(raise(splat(-kInfinity), x.enter), y.enter), z.enter);
         const Float4 out = lower(lower(lower(splat(kInfinity), x.leave), y.leave), z.leave);
-        const Mask4 met = (in <= out) & (in < splat(FLT_MAX)) & (out > splat(0.0F)) & (in <= limit);
+        const Mask4 met = (in <= out) & (in < splat(FLT_MAX)) & (out > splat(0.0F));
         if (bitsOf(met) == 0)
             return;
         assert(size_ < static_cast<int>(stack_.size()));
-        stack_[size_++] = {node, select(met, in, splat(kInfinity))};
+        stack_[size_++] = node;
     }
 
     void findLeaf() {
-        while (size_ > 0) {
-            const Entry entry = stack_[size_ - 1];
-            const bool ahead = bitsOf((entry.enter < splat(FLT_MAX)) & (entry.enter <= limit)) != 0;
-            if (ahead && entry.node.isLeaf())
-                return;
-            --size_;
-            if (ahead)
-                pushChildren(entry.node);
+        while (size_ > 0 && !top().isLeaf()) {
+            const OctreeIterator parent = stack_[--size_];
+            pushChildren(parent);
         }
     }
 
@@ -113,7 +102,7 @@ private:
     }
 
     const Octree& octree_;
-    std::vector<Entry> stack_; // eight entries a level
+    std::vector<OctreeIterator> stack_; // eight entries a level
     int size_ = 0;
     int order_[8];
     float origin_[3];

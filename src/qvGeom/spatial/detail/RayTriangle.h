@@ -6,7 +6,7 @@
 
 #include "qvGeom/foundation/geometry/MeshVertex.h"
 #include "qvGeom/foundation/linear/Convert.h"
-#include "qvGeom/spatial/detail/LeafTriangles.h"
+#include "qvGeom/spatial/detail/Lanes.h"
 
 namespace qvGeom::detail {
 
@@ -57,19 +57,33 @@ inline Double2x3 cross(const Double2x3& a, const Double2x3& b) {
     return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
 }
 
-/// One bit for each triangle of the group that `meets` is true of.
-inline unsigned trianglesMeeting(const TriangleGroup& group, const Double2x3& o,
-                                 const Double2x3& d) {
-    unsigned met = 0;
-    for (int first = 0; first < 4; first += 2) {
+/// Four triangles, coordinate by coordinate. Unused ones have all corners at 0, so that nothing
+/// meets them.
+struct TriangleGroup {
+    float corner[3][3][4]; // of a triangle, axis, triangle
+    int triangle[4];
+};
+
+/// What the test of two triangles needs but the direction of the ray, which others may share.
+struct TrianglePair {
+    Double2x3 e1, e2;
+    Double2x3 s, q;
+
+    TrianglePair(const TriangleGroup& group, int first, const Double2x3& o) {
         const auto corner = [&](int k) {
             const auto& c = group.corner[k];
             return Double2x3{widenPair(c[0] + first), widenPair(c[1] + first),
                              widenPair(c[2] + first)};
         };
         const Double2x3 a = corner(0);
-        const Double2x3 e1 = corner(1) - a;
-        const Double2x3 e2 = corner(2) - a;
+        e1 = corner(1) - a;
+        e2 = corner(2) - a;
+        s = o - a;
+        q = cross(s, e1);
+    }
+
+    /// One bit for each of the two that `meets` is true of.
+    unsigned meeting(const Double2x3& d) const {
         const Double2x3 p = cross(d, e2);
         const Double2 det = dot(e1, p);
         const Mask2 sign = reinterpret_cast<Mask2>(det) & reinterpret_cast<Mask2>(splat(-0.0));
@@ -77,15 +91,12 @@ inline unsigned trianglesMeeting(const TriangleGroup& group, const Double2x3& o,
             return reinterpret_cast<Double2>(reinterpret_cast<Mask2>(value) ^ sign);
         };
         const Double2 size = turned(det);
-        const Double2x3 s = o - a;
         const Double2 u = turned(dot(s, p));
-        const Double2 v = turned(dot(d, cross(s, e1)));
+        const Double2 v = turned(dot(d, q));
         const Double2 zero = splat(0.0);
-        const Mask2 inside =
-            (size >= splat(kMinDeterminant)) & (u >= zero) & (v >= zero) & (u + v <= size);
-        met |= bitsOf(inside) << first;
+        return bitsOf(isAtLeast(size, splat(kMinDeterminant)) & isAtLeast(u, zero) &
+                      isAtLeast(v, zero) & isAtLeast(size, u + v));
     }
-    return met;
-}
+};
 
 } // namespace qvGeom::detail

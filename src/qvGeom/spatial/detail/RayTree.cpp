@@ -1,0 +1,264 @@
+#include "qvGeom/spatial/detail/RayTree.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "qvGeom/foundation/geometry/CompactMesh.h"
+#include "qvGeom/foundation/geometry/Octree.h"
+#include "qvGeom/foundation/geometry/OctreeTris.h"
+#include "qvGeom/spatial/GeomOctree.h"
+
+namespace qvGeom::detail {
+namespace {
+
+using qvLinear::widen;
+
+constexpr std::size_t kTrianglesPerGroup = 4;
+constexpr std::size_t kGroupsPerBundle = 8;
+
+/// Of the tree's largest coordinate. Covers the rounding of the partition and of the boxes.
+constexpr double kMargin = 1e-4;
+
+/// A hit is off by less than 1e-8 of the largest coordinate, times the direction's length, times
+/// the square of the longest edge: that is what rounding makes of the smallest determinant, 1e-6.
+constexpr double kMostReachTimesEdge = kMargin / 1e-8;
+
+constexpr double kFirstReach = 16.0;
+
+/// Beyond this and its inverse, floats may overflow or lose digits on the way.
+constexpr double kLargestScale = 1e15;
+
+/// Three times the middle of the triangle.
+qvLinear::PointFlt sumOfCorners(const MeshVertex* vertices, const MeshTriangle& t) {
+    const MeshVertex &a = vertices[t[0]], &b = vertices[t[1]], &c = vertices[t[2]];
+    return {a.x + b.x + c.x, a.y + b.y + c.y, a.z + b.z + c.z};
+}
+
+/// Puts two zero bits behind each of ten.
+std::uint32_t spread(std::uint32_t bits) {
+    bits = (bits | bits << 16) & 0x030000ff;
+    bits = (bits | bits << 8) & 0x0300f00f;
+    bits = (bits | bits << 4) & 0x030c30c3;
+    return (bits | bits << 2) & 0x09249249;
+}
+
+/// Where in the range, in 1024 steps; a NaN counts as the beginning.
+std::uint32_t stepOf(float value, float min, float max) {
+    const float step = (value - min) / (max - min) * 1023.0F;
+    if (step > 0.0F)
+        return step < 1023.0F ? static_cast<std::uint32_t>(step) : 1023U;
+    return 0U;
+}
+
+double largestOf(double x, double y, double z) {
+    return std::max({std::abs(x), std::abs(y), std::abs(z)});
+}
+
+/// The square of the longest edge.
+double edge2Of(const MeshVertex* vertices, const MeshTriangle& t) {
+    double longest = 0.0;
+    for (int k = 0; k < 3; ++k) {
+        const auto edge = pointOf(vertices[t[(k + 1) % 3]]) - pointOf(vertices[t[k]]);
+        longest = std::max(longest, edge.length2());
+    }
+    return longest;
+}
+
+/// The largest coordinate of a tree that boxes can be made for, or infinity.
+double largestCoordinate(const Octree& octree, const CompactMesh& mesh) {
+    const BoundingBox box = octree.getRoot().box;
+    BoundingBox extent = box;
+    for (int v = 0; v < mesh.getNumVertices(); ++v) {
+        const MeshVertex& p = mesh.getVertices()[v];
+        extent.extend({p.x, p.y, p.z});
+    }
+    double largest = 0.0;
+    for (int axis = 0; axis < 3; ++axis) {
+        if (extent.min[axis] < box.min[axis] || extent.max[axis] > box.max[axis])
+            return std::numeric_limits<double>::infinity();
+        largest =
+            std::max({largest, std::abs(widen(box.min[axis])), std::abs(widen(box.max[axis]))});
+    }
+    return largest;
+}
+
+BoundingBox grown(BoundingBox box, float margin) {
+    for (int axis = 0; axis < 3; ++axis) {
+        box.min[axis] -= margin;
+        box.max[axis] += margin;
+    }
+    return box;
+}
+
+BoundingBox common(BoundingBox a, const BoundingBox& b) {
+    for (int axis = 0; axis < 3; ++axis) {
+        a.min[axis] = std::max(a.min[axis], b.min[axis]);
+        a.max[axis] = std::min(a.max[axis], b.max[axis]);
+    }
+    return a;
+}
+
+} // namespace
+
+EightBoxes::EightBoxes() {
+    for (int axis = 0; axis < 3; ++axis) {
+        std::fill_n(side[axis], 8, kInfinity);
+        std::fill_n(side[axis + 3], 8, -kInfinity);
+    }
+}
+
+void EightBoxes::set(int lane, const BoundingBox& box) {
+    for (int axis = 0; axis < 3; ++axis) {
+        side[axis][lane] = box.isValid() ? box.min[axis] : kInfinity;
+        side[axis + 3][lane] = box.isValid() ? box.max[axis] : -kInfinity;
+    }
+}
+
+RayTree::RayTree(const Octree& octree, const OctreeTris& tris, const CompactMesh& mesh)
+    : octree_(octree),
+      tris_(tris),
+      vertices_(mesh.getVertices()),
+      triangles_(mesh.getTriangles()),
+      largest_(largestCoordinate(octree, mesh)),
+      margin_(qvLinear::narrow(kMargin * std::min(largest_, kLargestScale))),
+      reach_(kFirstReach),
+      wideEdge_(kMostReachTimesEdge / kFirstReach),
+      stack_(static_cast<std::size_t>(8 * octree.getDepth())) {
+    restart();
+}
+
+void RayTree::restart() {
+    nodes_.assign(1, Node{});
+    nodes_[0].child[0] = kUnopened;
+    const OctreeIterator root = octree_.getRoot();
+    if (octree_.getNumVoxels() > 0 && holdsTriangles(root.node))
+        nodes_[0].boxes.set(0, grown(root.box, margin_));
+    places_.assign(1, OctreeIterator());
+    bundles_.clear();
+    groups_.clear();
+}
+
+bool RayTree::prepare(const qvLinear::PointFlt& origin, const qvLinear::Vector& direction) {
+    const double length = largestOf(direction.x, direction.y, direction.z);
+    const double away = largestOf(widen(origin.x), widen(origin.y), widen(origin.z));
+    if (!(length >= 1.0 / kLargestScale && length <= kLargestScale && away <= kLargestScale &&
+          largest_ <= kLargestScale))
+        return false;
+    const double reach = 2.0 * length * std::max(largest_, away); // of a tree of size 1, but scaled
+    if (reach > reach_ * largest_) {
+        reach_ = 2.0 * reach / largest_;
+        wideEdge_ = kMostReachTimesEdge / reach_;
+        restart();
+    }
+    return true;
+}
+
+OctreeIterator RayTree::placeOf(int slot) const {
+    if (slot == 0)
+        return octree_.getRoot();
+    OctreeIterator place = places_[slot >> 3];
+    place.descend(slot & 7);
+    return place;
+}
+
+int RayTree::open(int slot) {
+    const OctreeIterator place = placeOf(slot);
+    const int child = place.isLeaf() ? ~copyLeaf(place, slot) : openNode(place);
+    nodes_[slot >> 3].child[slot & 7] = child;
+    return child;
+}
+
+int RayTree::openNode(const OctreeIterator& place) {
+    Node node{};
+    for (int k = 0; k < 8; ++k) {
+        OctreeIterator child = place;
+        node.child[k] = kUnopened;
+        if (child.descend(k) && holdsTriangles(child.node))
+            node.boxes.set(k, grown(child.box, margin_));
+    }
+    nodes_.push_back(node);
+    places_.push_back(place);
+    return static_cast<int>(nodes_.size()) - 1;
+}
+
+/// The leaves of a node have numbers in a row.
+bool RayTree::holdsTriangles(const TreeNode* node) const {
+    const TreeNode* first = node;
+    const TreeNode* last = node;
+    while (!first->isLeaf()) {
+        int k = 0;
+        while (!first->child(k))
+            ++k;
+        first = first->child(k);
+    }
+    while (!last->isLeaf()) {
+        int k = 7;
+        while (!last->child(k))
+            --k;
+        last = last->child(k);
+    }
+    const int end = std::min(last->leafIndex() + 1, tris_.numSets());
+    return first->leafIndex() < end && tris_.begin(first->leafIndex()) < tris_.end(end - 1);
+}
+
+int RayTree::copyLeaf(const OctreeIterator& place, int slot) {
+    const int index = place.node->leafIndex();
+    const int* const begin = tris_.begin(index);
+    const int* const end = tris_.end(index);
+    sortByPlace(begin, end);
+    const bool wide = !std::all_of(
+        begin, end, [this](int t) { return edge2Of(vertices_, triangles_[t]) <= wideEdge_; });
+    const BoundingBox cut = grown(place.box, margin_);
+    BoundingBox extent;
+    const int firstBundle = static_cast<int>(bundles_.size());
+    for (std::size_t i = 0; i < sorted_.size(); i += kTrianglesPerGroup) {
+        const std::size_t lane = i / kTrianglesPerGroup % kGroupsPerBundle;
+        if (lane == 0)
+            bundles_.push_back({EightBoxes(), place.box, static_cast<int>(groups_.size()), 0});
+        BoundingBox box;
+        fillGroup(groups_.emplace_back(), i, box);
+        box = common(grown(box, margin_), cut);
+        if (wide)
+            box = grown(cut, kInfinity);
+        else if (box.isValid())
+            extent.extend(box);
+        bundles_.back().boxes.set(static_cast<int>(lane), box);
+    }
+    nodes_[slot >> 3].boxes.set(slot & 7, wide ? cut : extent);
+    bundles_.back().isLast = 1;
+    return firstBundle;
+}
+
+void RayTree::sortByPlace(const int* begin, const int* end) {
+    BoundingBox range;
+    for (const int* t = begin; t < end; ++t)
+        range.extend(sumOfCorners(vertices_, triangles_[*t]));
+    sorted_.clear();
+    for (const int* t = begin; t < end; ++t) {
+        const qvLinear::PointFlt p = sumOfCorners(vertices_, triangles_[*t]);
+        sorted_.emplace_back(spread(stepOf(p.x, range.min[0], range.max[0])) |
+                                 spread(stepOf(p.y, range.min[1], range.max[1])) << 1 |
+                                 spread(stepOf(p.z, range.min[2], range.max[2])) << 2,
+                             *t);
+    }
+    std::sort(sorted_.begin(), sorted_.end());
+}
+
+void RayTree::fillGroup(TriangleGroup& group, std::size_t first, BoundingBox& box) const {
+    for (std::size_t lane = 0; lane < kTrianglesPerGroup; ++lane) {
+        const std::size_t i = first + lane;
+        group.triangle[lane] = i < sorted_.size() ? sorted_[i].second : -1;
+        for (int corner = 0; corner < 3; ++corner) {
+            MeshVertex v{0.0F, 0.0F, 0.0F};
+            if (i < sorted_.size()) {
+                v = vertices_[triangles_[sorted_[i].second][corner]];
+                box.extend({v.x, v.y, v.z});
+            }
+            group.corner[corner][0][lane] = v.x;
+            group.corner[corner][1][lane] = v.y;
+            group.corner[corner][2][lane] = v.z;
+        }
+    }
+}
+
+} // namespace qvGeom::detail

@@ -1,0 +1,159 @@
+/// \file
+/// An octree and the triangles of its leaves, laid out for rays.
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <utility>
+#include <vector>
+
+#include "qvGeom/foundation/geometry/OctreeIterator.h"
+#include "qvGeom/spatial/detail/RayLanes.h"
+#include "qvGeom/spatial/detail/RayTriangle.h"
+
+namespace qvGeom {
+
+class CompactMesh;
+class Octree;
+class OctreeTris;
+struct MeshTriangle;
+
+namespace detail {
+
+/// Up to eight groups of triangles of a leaf and boxes around them. Those of one leaf follow each
+/// other.
+struct RayBundle {
+    EightBoxes boxes;
+    BoundingBox leaf; // the octree's box
+    int firstGroup;
+    int isLast;
+};
+
+/// Boxes wide enough and yet narrower than the octree's, made where rays come. They enclose what
+/// any ray may hit, so a walk by them misses nothing; but it may come to leaves that the octree's
+/// own walk does not yield, so that a hit counts only after a test of the leaf's box.
+///
+/// Where a ray hits a triangle by the formula of the test, in doubles, is off by rounding: the less
+/// so, the smaller the triangle and the direction. As long as that is below the margin of the
+/// boxes, they are those of the triangles, cut at the leaf's. Leaves with larger triangles are
+/// *wide*: their boxes are the leaf's own for the leaf, and unbounded for the triangles.
+class RayTree {
+public:
+    RayTree(const Octree& octree, const OctreeTris& tris, const CompactMesh& mesh);
+
+    /// Whether the boxes are good for rays from `origin` along `direction`; makes them so where it
+    /// takes to start anew. Not for numbers of a size that no margin covers, nor for meshes that
+    /// reach out of the tree.
+    bool prepare(const qvLinear::PointFlt& origin, const qvLinear::Vector& direction);
+
+    /// The share of a distance and of the largest coordinate that hits may be off.
+    float margin() const { return margin_; }
+
+    /// Calls `visit` with the first bundle of each leaf that `rays` meets up to `limit`, front to
+    /// back, until it returns true. It may lower the limit.
+    template <class Rays, class Visit>
+    void walk(const Rays& rays, const float& limit, const Visit& visit);
+
+    const TriangleGroup* groups(const RayBundle& bundle) const {
+        return groups_.data() + bundle.firstGroup;
+    }
+
+private:
+    static constexpr int kUnopened = std::numeric_limits<int>::max();
+
+    struct Node {
+        EightBoxes boxes;
+        int child[8]; // a node, a bundle with all bits turned over, or not yet known
+    };
+
+    struct Entry {
+        int slot; // eight times the parent, plus the child
+        float enter;
+    };
+
+    void restart();
+    OctreeIterator placeOf(int slot) const;
+    int open(int slot);
+    int openNode(const OctreeIterator& place);
+    int copyLeaf(const OctreeIterator& place, int slot);
+    void sortByPlace(const int* begin, const int* end);
+    void fillGroup(TriangleGroup& group, std::size_t first, BoundingBox& box) const;
+    bool holdsTriangles(const TreeNode* node) const;
+
+    const Octree& octree_;
+    const OctreeTris& tris_;
+    const MeshVertex* vertices_;
+    const MeshTriangle* triangles_;
+    double largest_; // coordinate; infinite for boxes that are no good
+    float margin_;
+    double reach_;    // length of directions, in units of the tree's size, that boxes are good for
+    double wideEdge_; // squared
+    std::vector<Node> nodes_;            // the first has the root for its only child
+    std::vector<OctreeIterator> places_; // of the nodes
+    std::vector<RayBundle> bundles_;
+    std::vector<TriangleGroup> groups_;
+    std::vector<Entry> stack_;                          // eight entries a level
+    std::vector<std::pair<std::uint32_t, int>> sorted_; // place and triangle, of one leaf
+};
+
+/// The bits of eight children in the order of their nearness to a ray, or back: by the axes along
+/// which it goes down.
+struct NearnessTable {
+    std::uint8_t bits[8][256];
+
+    constexpr NearnessTable() : bits() {
+        for (unsigned flip = 0; flip < 8; ++flip) {
+            for (unsigned children = 0; children < 256; ++children) {
+                unsigned near = 0;
+                for (unsigned k = 0; k < 8; ++k)
+                    near |= (children >> k & 1U) << (k ^ flip);
+                bits[flip][children] = static_cast<std::uint8_t>(near);
+            }
+        }
+    }
+};
+
+inline constexpr NearnessTable kNearness;
+
+template <class Rays, class Visit>
+void RayTree::walk(const Rays& rays, const float& limit, const Visit& visit) {
+    alignas(16) float enter[8];
+    if (!(rays.boxesMet(nodes_[0].boxes, limit, enter) & 1))
+        return;
+    const std::uint8_t* const nearness = kNearness.bits[rays.flip];
+    int slot = 0; // the one to go into, nearer than all on the stack
+    int size = 0;
+    while (true) {
+        int child = nodes_[slot >> 3].child[slot & 7];
+        if (child == kUnopened)
+            child = open(slot);
+        unsigned met = 0; // by nearness
+        if (child >= 0)
+            met = nearness[rays.boxesMet(nodes_[child].boxes, limit, enter)];
+        else if (visit(bundles_[~child]))
+            return;
+
+        if (met != 0) {
+            const int first = child << 3;
+            const unsigned nearest = static_cast<unsigned>(std::countr_zero(met));
+            for (met &= met - 1; met != 0;) { // the nearest is to end on top
+                const unsigned farthest = 31U - static_cast<unsigned>(std::countl_zero(met));
+                met ^= 1U << farthest;
+                const unsigned lane = farthest ^ rays.flip;
+                stack_[size++] = {first | static_cast<int>(lane), enter[lane]};
+            }
+            slot = first | static_cast<int>(nearest ^ rays.flip);
+            continue;
+        }
+        do {
+            if (size == 0)
+                return;
+            slot = stack_[--size].slot;
+        } while (stack_[size].enter > limit);
+    }
+}
+
+} // namespace detail
+} // namespace qvGeom
