@@ -94,6 +94,7 @@ void removeAndRestore(benchmark::State& state) {
     int numRestored = 0;
     for (auto _ : state) {
         TopoMesh topo = input;
+        topo.reserve(2 * input.numVertices(), 2 * input.numEdges(), 2 * input.numFaces());
         numRestored = 0;
         std::vector<int> spokes;
         std::vector<int> swapped;

@@ -368,6 +368,7 @@ private:
     void dropTriangle(int e);
     void dropFromRing(int e);
 
+    bool areJoined(int a, int b) const;
     bool gatherLink(int v);
     bool isLinkSound();
     int cornersAmong(int f, int a, int b) const;

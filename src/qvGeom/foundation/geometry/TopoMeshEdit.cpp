@@ -19,7 +19,7 @@ bool TopoMesh::swapEdge(int e) {
     const int prevT = edgePrev(t);
     const int c = edgeVertex(prevE);
     const int d = edgeVertex(prevT);
-    if (c == d || findEdge(c, d) >= 0 || findEdge(d, c) >= 0)
+    if (c == d || areJoined(c, d))
         return false;
 
     // The edge may turn either way. By turns, a second swap turns back, where turning on would
@@ -222,6 +222,23 @@ bool TopoMesh::mergeVertices(int a, int b) {
     moveOutgoing(b, a);
     dropVertex(b);
     return true;
+}
+
+/// Whether a half-edge of either direction joins two vertices. Costs the smaller valence of both.
+bool TopoMesh::areJoined(int a, int b) const {
+    // Every edge at a vertex is in its list: as an outgoing half, or as the one before such.
+    const auto touches = [this](int e, int v) {
+        return edgeEndVertex(e) == v || edgeVertex(edgePrev(e)) == v;
+    };
+    int fromA = vertexEdge(a);
+    int fromB = vertexEdge(b);
+    while (fromA >= 0 && fromB >= 0) {
+        if (touches(fromA, b) || touches(fromB, a))
+            return true;
+        fromA = edgeNextOutgoing(fromA);
+        fromB = edgeNextOutgoing(fromB);
+    }
+    return false;
 }
 
 /// Lists the half-edges around the faces at `v` that do not touch it, in the order of the ring they
