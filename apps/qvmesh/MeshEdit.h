@@ -24,6 +24,10 @@ protected:
     /// Changes the mesh as stages of `job` that take half of the whole, and reports what it did.
     virtual void edit(Job& job, qvGeom::CompactMesh& mesh) = 0;
 
+    /// For what works along edges: welds, as a stage of `job`, a mesh in which every triangle has
+    /// three vertices of its own.
+    static void weldSoup(qvGeom::CompactMesh& mesh, Job& job, double share);
+
 private:
     InputMesh input_;
     OutputMesh output_;

@@ -27,10 +27,6 @@ namespace {
 using qvGeom::CompactMesh;
 using qvGeom::MeshTriangle;
 
-bool hasDistinctCorners(const MeshTriangle& triangle) {
-    return triangle[0] != triangle[1] && triangle[1] != triangle[2] && triangle[2] != triangle[0];
-}
-
 bool hasArea(const CompactMesh& mesh, const MeshTriangle& triangle) {
     const auto corner = [&](int i) {
         const qvGeom::MeshVertex& p = mesh.getVertices()[triangle[i]];
@@ -159,6 +155,10 @@ Fact loopsFact(const std::vector<int>& lengths) {
 }
 
 } // namespace
+
+bool hasDistinctCorners(const MeshTriangle& triangle) {
+    return triangle[0] != triangle[1] && triangle[1] != triangle[2] && triangle[2] != triangle[0];
+}
 
 SizeFacts::SizeFacts(const CompactMesh& mesh)
     : numVertices(mesh.getNumVertices()),

@@ -10,7 +10,8 @@
 
 namespace qvGeom {
 class CompactMesh;
-}
+struct MeshTriangle;
+} // namespace qvGeom
 
 namespace qvmesh {
 
@@ -25,6 +26,8 @@ struct SizeFacts {
 
     explicit SizeFacts(const qvGeom::CompactMesh& mesh);
 };
+
+bool hasDistinctCorners(const qvGeom::MeshTriangle& triangle);
 
 /// How the triangles hang together. Those with one vertex at two corners count for nothing here.
 struct SurfaceFacts {

@@ -113,6 +113,26 @@ void Report::addColumns(const std::vector<Column>& columns) {
     tables_.push_back(table);
 }
 
+void Report::addRows(const char* key, const std::vector<Facts>& rows) {
+    constexpr std::size_t kShown = 20;
+    json_[key] = nlohmann::ordered_json::array();
+    for (const Facts& row : rows)
+        json_[key].push_back(toJson(row));
+    if (rows.empty())
+        return;
+    Table table(1);
+    for (const Fact& fact : rows.front())
+        table.front().cells.push_back(fact.label);
+    for (std::size_t i = 0; i < std::min(kShown, rows.size()); ++i) {
+        table.emplace_back();
+        for (const Fact& fact : rows[i])
+            table.back().cells.push_back(fact.text);
+    }
+    if (rows.size() > kShown)
+        table.push_back({{grouped(std::ssize(rows) - std::ssize(table) + 1) + " more"}, ""});
+    tables_.push_back(table);
+}
+
 void Report::addStage(const char* name, double seconds) { stages_.push_back({name, seconds}); }
 
 void Report::print(std::FILE* stream, Style style) const {

@@ -55,6 +55,9 @@ public:
     /// Adds a table of the same facts found of several things: a line for each fact of the first
     /// column beside those of its key in the others. At least one column.
     void addColumns(const std::vector<Column>& columns);
+    /// Adds a table with a line for each of `rows`, which hold the same facts of several things;
+    /// for people only the first few.
+    void addRows(const char* key, const std::vector<Facts>& rows);
     void addStage(const char* name, double seconds);
 
     void print(std::FILE* stream, Style style) const;

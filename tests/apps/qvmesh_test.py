@@ -306,6 +306,30 @@ def test_intersect(folder):
         same(body, struct.pack(f"{6 * n}f", *sum(points, ())) + struct.pack(f"{2 * n}i", *range(2 * n)))
 
 
+def test_orient(folder):
+    """Real parts wound at random; a band that has one side only, which stays as it is while the
+    square beside it is mended; a soup, which hangs together only by the places of its corners."""
+    out, band = folder / "out.mesh", folder / "band.mesh"
+    for name, components in ("boeing.mesh", 1), ("spider.obj", 18), ("pig_soup.stl", 1):
+        facts("weld", DATA / name, "-o", out)
+        same(facts("orient", out, "-o", out)["orientedComponents"], components, name)
+        same(facts("info", out)["oriented"], True, name)
+    strip = [(i, (i + 1) % 7, (i + 2) % 7)[::1 - i % 2 * 2] for i in range(7)]
+    square = [(7, 8, 9), (7, 8, 10)]
+    band.write_text(mesh_text([(math.cos(i), math.sin(2 * i), i % 3) for i in range(11)], strip + square))
+    mended = strip + [(7, 8, 9), (7, 10, 8)]
+    for flags in (), ("--reverse",):
+        found = facts("orient", band, "-o", out, *flags)
+        same([[c[k] for k in ("firstTriangle", "triangles", "flipped", "oriented")]
+              for c in found["componentList"]], [[0, 7, 0, False], [7, 2, 1, True]], flags)
+        same(found["inconsistentEdges"], 1, flags)
+        same(read_mesh(out)[1], [(b, a, c) if flags else (a, b, c) for a, b, c in mended], flags)
+    loose = [(0, 1, 0), (1, 0, 0), (0, 0, 0), (0, 1, 0), (1, 0, 0), (1, 1, 0)]
+    band.write_text(mesh_text(loose, [(0, 1, 2), (3, 4, 5)]))
+    found = facts("orient", band, "-o", out)
+    same((found["flippedTriangles"], found["components"]), (1, 1), "soup")
+
+
 def test_distance(folder):
     near, far = cube_file(folder / "near.mesh"), cube_file(folder / "far.mesh", 3, -1)
     moved = folder / "moved.mesh"
