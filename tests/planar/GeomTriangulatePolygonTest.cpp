@@ -1,0 +1,201 @@
+#include "qvGeom/planar/GeomTriangulatePolygon.h"
+
+#include <algorithm>
+#include <cfloat>
+#include <cmath>
+#include <functional>
+#include <gtest/gtest.h>
+#include <limits>
+#include <map>
+#include <numbers>
+#include <random>
+#include <utility>
+#include <vector>
+
+#include "qvGeom/foundation/geometry/BitVector.h"
+#include "qvGeom/foundation/linear/Linear.h"
+
+#include "support/CancelAfter.h"
+#include "support/ScopedThreadCount.h"
+
+namespace {
+
+using qvGeom::BitVector;
+using qvGeom::triangulatePolygon;
+using qvLinear::Normal;
+using qvLinear::Point;
+using Loop = std::vector<Point>;
+using Triangles = std::vector<int>;
+
+Triangles triangulate(const Loop& loop, BitVector* forbidden = nullptr) {
+    Triangles triangles{7};
+    EXPECT_TRUE(triangulatePolygon(loop, triangles, forbidden, nullptr));
+    return triangles;
+}
+
+/// The best part i..j, found from the top down with one full comparison for each candidate.
+struct TopDown {
+    struct Part {
+        double angle = 1.0, area = 0.0;
+        Normal normal;
+        Triangles triangles;
+    };
+
+    const Loop& loop;
+    const BitVector* forbidden;
+    std::map<std::pair<int, int>, Part> known{};
+
+    bool marked(int a, int b) const {
+        return forbidden && forbidden->test(a * static_cast<int>(loop.size()) + b);
+    }
+
+    const Part& best(int i, int j) {
+        const auto found = known.find({i, j});
+        if (found != known.end())
+            return found->second;
+        Part chosen;
+        for (int m = i + 1; m < j; ++m) {
+            const Part left = best(i, m), right = best(m, j);
+            const qvLinear::Vector product = cross(loop[i] - loop[m], loop[i] - loop[j]);
+            Part part{-1.0, product.length() / 2, {}, left.triangles};
+            if (marked(i, m) || marked(m, j) || marked(j, i)) {
+                part.area = DBL_MAX;
+            } else if (!(part.area < 1e-12)) {
+                part.normal = Normal(product);
+                part.angle =
+                    std::min(dot(part.normal, left.normal), dot(part.normal, right.normal));
+            }
+            part.angle = std::min({left.angle, right.angle, part.angle});
+            part.area = part.area + left.area + right.area;
+            part.triangles.insert(part.triangles.end(), {i, m, j});
+            part.triangles.insert(part.triangles.end(), right.triangles.begin(),
+                                  right.triangles.end());
+            if (m == i + 1 || part.angle > chosen.angle ||
+                (part.angle == chosen.angle && part.area < chosen.area))
+                chosen = part;
+        }
+        return known[{i, j}] = chosen;
+    }
+};
+
+Loop circle(int n, const std::function<Point(double)>& at) {
+    Loop loop;
+    for (int k = 0; k < n; ++k)
+        loop.push_back(at(2 * std::numbers::pi * k / n));
+    return loop;
+}
+
+Point onCircle(double a) { return {std::cos(a), std::sin(a), 0}; }
+
+Point onWave(double a) {
+    return {std::cos(a) * (1 + 0.2 * std::sin(3 * a)), std::sin(a), 0.4 * std::cos(4 * a)};
+}
+
+// Catches a search that passes over a candidate it should compare, on every kind of loop: folded,
+// smooth, full of ties, without area, without numbers; a wrong order of sums; a tile left out.
+TEST(TriangulatePolygon, agreesWithFullComparison) {
+    std::mt19937 random(1);
+    std::uniform_real_distribution<double> unit(-1, 1);
+    std::uniform_int_distribution<int> few(0, 3);
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const std::vector<std::function<Point(double)>> kinds{
+        [&](double) {
+            return Point{unit(random), unit(random), unit(random)};
+        },
+        onCircle,
+        onWave,
+        [&](double) {
+            return Point{1.0 * few(random), 1.0 * few(random), 1.0 * few(random)};
+        },
+        [&](double a) {
+            return Point{a, 0, 0};
+        },
+        [&](double) {
+            return Point{1e160 * unit(random), few(random) ? 1 : nan, 1e155};
+        }};
+    for (const auto& kind : kinds) {
+        for (const int n : {3, 4, 5, 12, 16, 17, 33, 50, 90}) {
+            const Loop loop = circle(n, kind);
+            for (const int percent : {0, 10, 60}) {
+                SCOPED_TRACE(testing::Message() << "kind " << &kind - kinds.data() << ", " << n
+                                                << " points, forbidden " << percent << " %");
+                BitVector forbidden(percent > 0 ? n * n : 0);
+                for (int bit = 0; bit < forbidden.size(); ++bit)
+                    forbidden.set(bit, std::abs(unit(random)) * 100 < percent);
+                TopDown oracle{loop, percent > 0 ? &forbidden : nullptr};
+                EXPECT_EQ(triangulate(loop, &forbidden), oracle.best(0, n - 1).triangles);
+            }
+        }
+    }
+}
+
+// A fold, or a triangle outside the loop, would add to the area.
+TEST(TriangulatePolygon, fillsPlanarLoopWithoutFolds) {
+    std::mt19937 random(2);
+    std::uniform_real_distribution<double> radius(0.2, 1);
+    for (int n = 3; n <= 60; ++n) {
+        const Loop star = circle(n, [&](double a) {
+            const double r = radius(random);
+            return Point{r * std::cos(a), r * std::sin(a), 0};
+        });
+        double border = 0, area = 0;
+        for (int k = 0; k < n; ++k)
+            border += cross(star[k] - Point{}, star[(k + 1) % n] - Point{}).z;
+        const Triangles triangles = triangulate(star);
+        for (std::size_t k = 0; k < triangles.size(); k += 3) {
+            const Point& a = star[triangles[k]];
+            area += cross(star[triangles[k + 1]] - a, star[triangles[k + 2]] - a).length();
+        }
+        EXPECT_NEAR(area, border, 1e-12) << n << " points";
+    }
+}
+
+TEST(TriangulatePolygon, knowsSmallLoops) {
+    EXPECT_EQ(triangulate({}), Triangles());
+    EXPECT_EQ(triangulate({{0, 0, 0}, {1, 0, 0}}), Triangles());
+    const Loop square{{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}};
+    EXPECT_EQ(triangulate({square[0], square[1], square[2]}), Triangles({0, 1, 2}));
+    BitVector diagonals(16);
+    for (const int edge : {2, 8, 7, 13}) // 0-2, 2-0, 1-3, 3-1
+        diagonals.set(edge);
+    EXPECT_EQ(triangulate(square, &diagonals), Triangles({0, 1, 3, 1, 2, 3}));
+    diagonals.clear(13); // only one way round is forbidden, and the first split does not use it
+    diagonals.clear(7);
+    EXPECT_EQ(triangulate(square, &diagonals), Triangles({0, 1, 3, 1, 2, 3}));
+    // The rounding of sums decides: another order of adding would split at 3.
+    const Triangles regular = triangulate(circle(12, onCircle));
+    EXPECT_EQ(*(std::find(regular.begin(), regular.end(), 11) - 1), 2);
+}
+
+TEST(TriangulatePolygon, doesNotDependOnThreadCount) {
+    const Loop loop = circle(200, onWave);
+    const Triangles expected = triangulate(loop);
+    EXPECT_EQ(expected.size(), 3U * 198U);
+    for (const int threads : {1, 2, 5}) {
+        const test::ScopedThreadCount pool(threads);
+        EXPECT_EQ(triangulate(loop), expected) << threads << " threads";
+    }
+}
+
+// The progress is looked at before every thousandth candidate; a cancel at the last look, or after,
+// comes too late.
+TEST(TriangulatePolygon, stopsAtEveryPoll) {
+    for (const int n : {19, 40, 100}) {
+        const Loop loop = circle(n, onWave);
+        const int total = n * (n - 1) * (n - 2) / 6;
+        const int polls = (total + 999) / 1000;
+        for (int reports = 0; reports <= polls; ++reports) {
+            SCOPED_TRACE(testing::Message() << n << " points, cancelled at " << reports);
+            test::CancelAfter cancel(reports);
+            Triangles triangles;
+            EXPECT_EQ(triangulatePolygon(loop, triangles, nullptr, &cancel.progress()),
+                      reports == polls);
+            EXPECT_EQ(triangles.empty(), reports != polls);
+            ASSERT_EQ(static_cast<int>(cancel.fractions().size()), reports);
+            for (int k = 0; k < reports; ++k)
+                EXPECT_EQ(cancel.fractions()[k], 1000.0 * k / total);
+        }
+    }
+}
+
+} // namespace
