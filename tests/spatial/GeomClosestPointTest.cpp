@@ -12,10 +12,10 @@
 #include "qvGeom/foundation/geometry/OctreeTris.h"
 #include "qvGeom/foundation/linear/Linear.h"
 #include "qvGeom/spatial/GeomOctree.h"
-#include "qvGeom/topology/GeomBoundingBox.h"
 
 #include "support/MeshBuilders.h"
 #include "support/MeshFiles.h"
+#include "support/Trees.h"
 
 namespace {
 
@@ -37,7 +37,7 @@ class Subject {
 public:
     explicit Subject(const CompactMesh& mesh, int perLeaf = 4)
         : mesh_(mesh),
-          octree_(mesh.getNumVertices(), mesh.getVerticesRaw(), boxOf(mesh), true, perLeaf) {
+          octree_(test::octreeOf(mesh, perLeaf)) {
         computeOctreeTris(mesh_, octree_, tris_);
     }
 
@@ -70,12 +70,6 @@ public:
     }
 
 private:
-    static BoundingBox boxOf(const CompactMesh& mesh) {
-        BoundingBox box;
-        meshBoundingBox(mesh, box);
-        return box;
-    }
-
     CompactMesh mesh_;
     qvGeom::Octree octree_;
     qvGeom::OctreeTris tris_;

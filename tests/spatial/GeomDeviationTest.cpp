@@ -10,12 +10,12 @@
 #include "qvGeom/foundation/geometry/Octree.h"
 #include "qvGeom/foundation/geometry/OctreeTris.h"
 #include "qvGeom/spatial/GeomOctree.h"
-#include "qvGeom/topology/GeomBoundingBox.h"
 
 #include "support/CancelAfter.h"
 #include "support/CapturedOutput.h"
 #include "support/MeshBuilders.h"
 #include "support/ScopedThreadCount.h"
+#include "support/Trees.h"
 
 namespace {
 
@@ -24,9 +24,7 @@ using qvGeom::CompactMesh;
 
 void deviate(const CompactMesh& mesh, const CompactMesh& other, qvUtil::Progress& progress,
              Array<float>& out) {
-    qvGeom::BoundingBox box;
-    meshBoundingBox(other, box);
-    const qvGeom::Octree octree(other.getNumVertices(), other.getVerticesRaw(), box, true, 16);
+    const qvGeom::Octree octree = test::octreeOf(other);
     qvGeom::OctreeTris tris;
     computeOctreeTris(other, octree, tris);
     const test::CapturedOutput output;

@@ -16,17 +16,16 @@
 #include "qvGeom/foundation/geometry/OctreeTris.h"
 #include "qvGeom/foundation/linear/Linear.h"
 #include "qvGeom/spatial/GeomOctree.h"
-#include "qvGeom/topology/GeomBoundingBox.h"
 
 #include "support/CancelAfter.h"
 #include "support/CapturedOutput.h"
 #include "support/MeshBuilders.h"
 #include "support/MeshFiles.h"
 #include "support/ScopedThreadCount.h"
+#include "support/Trees.h"
 
 namespace {
 
-using qvGeom::BoundingBox;
 using qvGeom::CompactMesh;
 using qvGeom::MeshIntersect;
 using qvGeom::MeshIntersectPair;
@@ -41,20 +40,12 @@ using qvLinear::Vector;
 using Records = std::deque<MeshIntersectPair>;
 using Pairs = std::set<std::pair<int, int>>;
 
-BoundingBox boxOf(const CompactMesh& mesh) {
-    BoundingBox box;
-    meshBoundingBox(mesh, box);
-    return box;
-}
-
 struct Indexed {
     CompactMesh mesh;
     Octree octree;
     OctreeTris tris;
 
-    explicit Indexed(const CompactMesh& m)
-        : mesh(m),
-          octree(mesh.getNumVertices(), mesh.getVerticesRaw(), boxOf(mesh), true, 16) {
+    explicit Indexed(const CompactMesh& m) : mesh(m), octree(test::octreeOf(mesh)) {
         computeOctreeTris(mesh, octree, tris);
     }
 
@@ -165,21 +156,6 @@ AffineMatrix turned(double angle, const Vector& move) {
     return tilt * matrix;
 }
 
-/// Two grids that cross at right angles, and nothing else in common.
-CompactMesh crossedGrids() {
-    CompactMesh soup = test::grid(12, 12);
-    const int n = soup.getNumVertices(), t = soup.getNumTriangles();
-    soup.resizeVertexArray(2 * n);
-    soup.resizeTriangleArray(2 * t);
-    for (int v = 0; v < n; ++v) {
-        const MeshVertex& p = soup.getVertices()[v];
-        soup.getVertices()[n + v] = {p.x + 0.3F, 5.4F + 0.1F * p.x, p.y - 6.2F};
-    }
-    for (int k = 0; k < 3 * t; ++k)
-        soup.getTrianglesRaw()[3 * t + k] = soup.getTrianglesRaw()[k] + n;
-    return soup;
-}
-
 struct TrianglePair {
     const char* name;
     std::array<Point, 3> first, second;
@@ -208,39 +184,30 @@ const std::vector<TrianglePair> kTrianglePairs = {
 
 // Every labelling and facing of the corners, so that no pattern of zeros goes its own way.
 TEST(TriangleIntersect, tellsTheSegment) {
+    constexpr int kOrders[6][3] = {{0, 1, 2}, {1, 2, 0}, {2, 0, 1},
+                                   {0, 2, 1}, {2, 1, 0}, {1, 0, 2}};
     for (const TrianglePair& pair : kTrianglePairs) {
-        std::array<int, 3> order1 = {0, 1, 2};
-        do {
-            std::array<int, 3> order2 = {0, 1, 2};
-            do {
-                SCOPED_TRACE(testing::Message() << pair.name << ", corners " << order1[0]
-                                                << order1[1] << ", " << order2[0] << order2[1]);
-                const auto &s = pair.first, &t = pair.second;
-                for (const bool swapped : {false, true}) {
-                    Point corner[6] = {s[order1[0]], s[order1[1]], s[order1[2]],
-                                       t[order2[0]], t[order2[1]], t[order2[2]]};
-                    if (swapped)
-                        std::swap_ranges(corner, corner + 3, corner + 3);
-                    Point p{7, 7, 7}, q = p;
-                    const bool found = MeshIntersect::intersect(
-                        corner[0], corner[1], corner[2], corner[3], corner[4], corner[5], p, q);
-                    EXPECT_EQ(found, pair.length > 0);
-                    EXPECT_NEAR(distance(p, q), pair.length, 1e-9);
-                    if (found) {
-                        const Vector n1 =
-                            qvLinear::cross(corner[1] - corner[0], corner[2] - corner[0]);
-                        const Vector n2 =
-                            qvLinear::cross(corner[4] - corner[3], corner[5] - corner[3]);
-                        EXPECT_GT(dot(q - p, qvLinear::cross(n1, n2)), 0);
-                    }
-                }
-            } while (std::next_permutation(order2.begin(), order2.end()));
-        } while (std::next_permutation(order1.begin(), order1.end()));
+        for (int labelling = 0; labelling < 72; ++labelling) {
+            SCOPED_TRACE(testing::Message() << pair.name << ", labelling " << labelling);
+            const auto& s = labelling < 36 ? pair.first : pair.second;
+            const auto& t = labelling < 36 ? pair.second : pair.first;
+            const auto& [a, b, c] = kOrders[labelling % 6];
+            const auto& [d, e, f] = kOrders[labelling / 6 % 6];
+            Point p{7, 7, 7}, q = p;
+            EXPECT_EQ(MeshIntersect::intersect(s[a], s[b], s[c], t[d], t[e], t[f], p, q),
+                      pair.length > 0);
+            EXPECT_NEAR(distance(p, q), pair.length, 1e-9);
+            if (pair.length > 0) {
+                EXPECT_GT(dot(q - p, qvLinear::cross(qvLinear::cross(s[b] - s[a], s[c] - s[a]),
+                                                     qvLinear::cross(t[e] - t[d], t[f] - t[d]))),
+                          0);
+            }
+        }
     }
 }
 
 TEST(MeshSelfIntersect, equalsBruteForce) {
-    std::vector<CompactMesh> meshes = {crossedGrids(), test::torus(20, 10), test::grid(9, 9)};
+    std::vector<CompactMesh> meshes = {test::torus(20, 10), test::grid(9, 9)};
     for (const std::uint32_t seed : {1U, 2U, 3U}) {
         CompactMesh mesh = test::randomMesh(seed, 300, 400);
         std::mt19937 random(seed);
@@ -260,8 +227,7 @@ TEST(MeshSelfIntersect, equalsBruteForce) {
                       1e-6);
         }
     }
-    EXPECT_GT(Indexed(meshes[0]).crossings().size(), 40U);
-    EXPECT_GT(Indexed(meshes[3]).crossings().size(), 1000U);
+    EXPECT_GT(Indexed(meshes[2]).crossings().size(), 1000U);
     EXPECT_TRUE(Indexed(CompactMesh()).crossings().empty());
 }
 
@@ -360,17 +326,19 @@ TEST(MeshIntersect, copesWithPlacementsThatFlatten) {
 }
 
 TEST(MeshIntersect, saysWhatItDid) {
-    const Indexed grids(crossedGrids()), flat(test::grid(2, 2));
+    const Indexed torus(test::torus(20, 10)), flat(test::grid(2, 2));
+    const Indexed two(
+        test::meshOf({{0, 0, 0}, {4, 0, 0}, {0, 4, 0}, {1, 1, -1}, {1, 1, 1}, {1, 9, 0}},
+                     {{{0, 1, 2}}, {{3, 4, 5}}}));
     test::CapturedOutput output;
-    MeshIntersect search(grids.mesh, grids.octree, grids.tris);
-    qvUtil::Progress progress;
-    Records self, out1(3), out2(2);
-    search.selfIntersect(progress, self);
-    EXPECT_EQ(output.debugWithoutSeconds(), "qvGeom::meshSelfIntersect: 576 triangles\n    " +
-                                                std::to_string(self.size()) +
-                                                " tri/tri intersections\n    S s\n");
+    EXPECT_EQ(two.crossings().size(), 2U);
+    EXPECT_EQ(output.debugWithoutSeconds(),
+              "qvGeom::meshSelfIntersect: 2 triangles\n    2 tri/tri intersections\n    S s\n");
 
     output.clear();
+    MeshIntersect search(torus.mesh, torus.octree, torus.tris);
+    qvUtil::Progress progress;
+    Records out1(3), out2(2);
     AffineMatrix away;
     away.m[3][0] = 100;
     search.intersect(flat.mesh, flat.octree, flat.tris, away, progress, out1, out2);
@@ -378,8 +346,8 @@ TEST(MeshIntersect, saysWhatItDid) {
     EXPECT_TRUE(out1.size() == 3 && out2.size() == 2);
 
     output.clear();
-    search.intersect(flat.mesh, flat.octree, flat.tris, turned(0, {6, 6, 0}), progress, out1, out2);
-    EXPECT_EQ(output.debugWithoutSeconds(), "meshIntersect: triangles1(576) triangles2(8)\n    " +
+    search.intersect(flat.mesh, flat.octree, flat.tris, turned(0, {}), progress, out1, out2);
+    EXPECT_EQ(output.debugWithoutSeconds(), "meshIntersect: triangles1(400) triangles2(8)\n    " +
                                                 std::to_string(out1.size()) +
                                                 " intersections, S s\n");
     EXPECT_GT(out1.size(), 0U);
@@ -395,15 +363,14 @@ TEST(MeshIntersect, stopsAtTheStartOfAChunk) {
         Records found(5);
         MeshIntersect(mannequin.mesh, mannequin.octree, mannequin.tris)
             .selfIntersect(cancel.progress(), found);
-        EXPECT_TRUE(std::is_sorted(cancel.fractions().begin(), cancel.fractions().end()));
-        EXPECT_EQ(cancel.fractions().empty(), reports == 0);
         EXPECT_EQ(found.empty(), reports == 0);
         EXPECT_EQ(found.size() == all.size(), reports < 0);
         const auto length = static_cast<std::ptrdiff_t>(found.size());
         EXPECT_TRUE(sameRecords(found, Records(all.begin(), all.begin() + length)));
-        if (reports > 0) {
+        if (reports < 0)
+            EXPECT_EQ(cancel.fractions().back(), 1);
+        else
             EXPECT_EQ(cancel.fractions().size(), static_cast<std::size_t>(reports));
-        }
     }
 }
 
