@@ -90,42 +90,62 @@ double nearestOf(const CompactMesh& mesh, const Query& ray, double margin) {
 
 Vector widened(const VectorFlt& v) { return {v.x, v.y, v.z}; }
 
-/// Checks all tracers: no hit is behind the nearest sure one nor before the nearest possible one.
+/// The nearest hit beyond `from` of all triangles in the leaves of a walk: what tracers must find.
+template <class Walk>
+QuadRay::Hit nearestIn(const Subject& subject, Walk& walk, PointFlt o, const Vector& d,
+                       double from) {
+    QuadRay::Hit best{false, FLT_MAX, -1};
+    for (; walk.valid(); walk.next()) {
+        const int leaf = walk.get().leafIndex();
+        for (const int* t = subject.tris.begin(leaf); t < subject.tris.end(leaf); ++t) {
+            const auto& tri = subject.mesh.getTriangles()[*t];
+            const MeshVertex* const v = subject.mesh.getVertices();
+            double at = 0, u = 0, w = 0;
+            if (intersectRayTriangle(o, d, v[tri[0]], v[tri[1]], v[tri[2]], at, u, w) &&
+                at > from && std::pair(at, *t) < std::pair(best.t, best.hit ? best.triangle : *t))
+                best = {true, at, *t};
+        }
+    }
+    return best;
+}
+
 void checkRays(const Subject& subject, const std::vector<Query>& rays) {
     qvGeom::RayTracer any(*subject.octree, subject.tris, &subject.mesh);
     qvGeom::RayTracer nearest(*subject.octree, subject.tris, &subject.mesh);
     qvGeom::QuadRayTracer four(*subject.octree, subject.tris, &subject.mesh);
+    qvGeom::OctreeRayIntersectIt walk(*subject.octree);
+    qvGeom::OctreeQuadRayIntersectIt walkOfFour(*subject.octree);
     nearest.setFindNearestHit(true);
-    for (const Query& ray : rays) {
-        const Vector d = widened(ray.direction);
-        SCOPED_TRACE(testing::Message()
-                     << "from " << ray.origin.x << ' ' << ray.origin.y << ' ' << ray.origin.z
-                     << " along " << d.x << ' ' << d.y << ' ' << d.z);
-        const double sure = nearestOf(subject.mesh, ray, 1e-9);
-        const double possible = nearestOf(subject.mesh, ray, -1e-9);
-        const bool hit = nearest.intersect(ray.origin, d);
-        const double distance = nearest.intersectionDist();
-        ASSERT_LE(distance, sure + 1e-9 * std::abs(sure));
-        ASSERT_GE(distance, possible - 1e-9 * std::abs(possible));
-        ASSERT_EQ(hit, distance < FLT_MAX);
-        ASSERT_EQ(any.intersect(ray.origin, d), hit);
+    for (std::size_t i = 0; i < rays.size(); ++i) {
+        const auto& [o, e] = rays[i];
+        const Vector d = widened(e);
+        SCOPED_TRACE(testing::Message() << "from " << o.x << ' ' << o.y << ' ' << o.z << " along "
+                                        << d.x << ' ' << d.y << ' ' << d.z);
+        const qvGeom::Ray ray(o, d);
+        walk.reset(ray);
+        const QuadRay::Hit expected = nearestIn(subject, walk, o, d, double{1e-6F});
+        ASSERT_EQ(nearest.intersect(o, d), expected.hit);
+        ASSERT_EQ(nearest.intersectionDist(), expected.t);
+        ASSERT_EQ(any.intersect(o, d), expected.hit);
         ASSERT_EQ(any.intersectionDist(), 3.4028234663852886e38);
-
-        const VectorFlt e = ray.direction;
-        QuadRay quad(ray.origin, {-e.y, e.z, e.x}, e, {e.x, e.y, -e.z}, e);
+        if (i % 50 == 0) { // no hit is behind the nearest sure one nor before any possible one
+            const double sure = nearestOf(subject.mesh, rays[i], 1e-9);
+            const double possible = nearestOf(subject.mesh, rays[i], -1e-9);
+            ASSERT_LE(expected.t, sure + 1e-9 * std::abs(sure));
+            ASSERT_GE(expected.t, possible - 1e-9 * std::abs(possible));
+        }
+        if (i % 4 != 0)
+            continue;
+        // Every other packet runs together, the others apart.
+        const VectorFlt other =
+            i % 8 ? VectorFlt{-e.y, e.z, e.x} : VectorFlt{e.x, e.y, 1.01F * e.z};
+        QuadRay quad(o, e, {1.02F * e.x, e.y, e.z}, {e.x, 0.97F * e.y, e.z}, other);
         four.intersect(quad);
-        for (const int r : {1, 3}) {
-            const QuadRay::Hit& found = quad.getHit(r);
-            if (!(found.hit && found.t <= 1e-6)) { // where only a packet counts it
-                ASSERT_EQ(found.hit, hit);
-                ASSERT_EQ(found.t, distance);
-            }
-            double inside = 0.0;
-            if (found.hit) {
-                ASSERT_NEAR(crossing(subject.mesh, found.triangle, ray, inside), found.t,
-                            1e-9 * found.t + 1e-12);
-                ASSERT_GT(inside, -1e-9);
-            }
+        for (int r = 0; r < 4; ++r) {
+            walkOfFour.reset(quad);
+            const auto hit = nearestIn(subject, walkOfFour, o, quad.getDirection(r), 1e-12);
+            ASSERT_EQ(quad.getHit(r).t, hit.t);
+            ASSERT_EQ(quad.getHit(r).triangle, hit.triangle);
         }
     }
 }
@@ -161,17 +181,41 @@ std::vector<Query> raysThrough(const Subject& subject, int count) {
             (i % 2 ? d.x : d.y) = 0.0F;
         if (i % 10 == 0)
             d.z = i % 20 ? -0.0F : 0.0F;
+        if (i % 500 == 499) // many lengths of the mesh away
+            d = {1000 * d.x, 1000 * d.y, 1000 * d.z};
         rays.push_back({from, d});
     }
     return rays;
 }
 
+CompactMesh scaled(CompactMesh mesh, float scale) {
+    for (int v = 0; v < mesh.getNumVertices(); ++v) {
+        MeshVertex& p = mesh.getVertices()[v];
+        p = {scale * p.x, scale * (p.y + 0.1F * p.x), scale * (p.z + 0.2F * p.x)};
+    }
+    return mesh;
+}
+
 TEST(RayTracer, findsWhatAllTrianglesGive) {
-    checkRays(Subject(test::sphere(20, 30)), raysThrough(Subject(test::sphere(20, 30)), 2000));
-    const Subject soup(test::randomMesh(3, 300, 400), 4);
-    checkRays(soup, raysThrough(soup, 2000));
-    const Subject flat(test::grid(20, 20)); // boxes without height, vertices on their sides
-    checkRays(flat, raysThrough(flat, 2000));
+#ifdef NDEBUG
+    constexpr int kRays = 20000;
+#else
+    constexpr int kRays = 1000;
+#endif
+    const struct {
+        CompactMesh mesh;
+        int verticesPerLeaf;
+    } cases[] = {{test::sphere(20, 30), 16},
+                 {test::grid(20, 20), 16}, // boxes without height, vertices on their sides
+                 {test::randomMesh(3, 300, 400), 4},
+                 {scaled(test::sphere(20, 30), 1e6F), 16}, // rounding decides at some edges
+                 {scaled(test::randomMesh(5, 60, 100), 1e17F), 4}};
+
+    for (const auto& c : cases) {
+        const Subject subject(c.mesh, c.verticesPerLeaf);
+        SCOPED_TRACE(testing::Message() << "up to " << subject.box.max[0]);
+        checkRays(subject, raysThrough(subject, kRays));
+    }
     for (const char* name : {"mannequin.mesh", "terrain.mesh", "patella.mesh"}) {
         SCOPED_TRACE(name);
         const CompactMesh mesh = test::readMeshFile(name);

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "qvGeom/foundation/geometry/Array.h"
 #include "qvGeom/foundation/geometry/OctreeIterator.h"
 #include "qvGeom/spatial/detail/RayLanes.h"
 #include "qvGeom/spatial/detail/RayTriangle.h"
@@ -30,6 +31,25 @@ struct RayBundle {
     int firstGroup;
     int isLast;
 };
+
+/// Memory as arrays have it: random rays touch all of it, and the fewer pages the better.
+template <class T>
+struct ArrayAllocator {
+    using value_type = T;
+
+    T* allocate(std::size_t count) {
+        return static_cast<T*>(qvGeom::detail::allocateZeroed(count * sizeof(T)));
+    }
+
+    void deallocate(T* block, std::size_t count) {
+        qvGeom::detail::freeZeroed(block, count * sizeof(T));
+    }
+
+    bool operator==(const ArrayAllocator&) const = default;
+};
+
+template <class T>
+using LargeVector = std::vector<T, ArrayAllocator<T>>;
 
 /// Boxes wide enough and yet narrower than the octree's, made where rays come. They enclose what
 /// any ray may hit, so a walk by them misses nothing; but it may come to leaves that the octree's
@@ -90,10 +110,10 @@ private:
     float margin_;
     double reach_;    // length of directions, in units of the tree's size, that boxes are good for
     double wideEdge_; // squared
-    std::vector<Node> nodes_;            // the first has the root for its only child
+    LargeVector<Node> nodes_;            // the first has the root for its only child
     std::vector<OctreeIterator> places_; // of the nodes
-    std::vector<RayBundle> bundles_;
-    std::vector<TriangleGroup> groups_;
+    LargeVector<RayBundle> bundles_;
+    LargeVector<TriangleGroup> groups_;
     std::vector<Entry> stack_;                          // eight entries a level
     std::vector<std::pair<std::uint32_t, int>> sorted_; // place and triangle, of one leaf
 };
