@@ -5,13 +5,18 @@
 #include <cmath>
 #include <cstdint>
 #include <deque>
+#include <numbers>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "qvGeom/editing/GeomSelection.h"
 #include "qvGeom/foundation/geometry/CompactMesh.h"
 #include "qvGeom/foundation/geometry/MeshAdjTris.h"
 #include "qvGeom/foundation/geometry/MeshCoord.h"
+#include "qvGeom/foundation/linear/Point.h"
+#include "qvGeom/foundation/linear/ProjMatrix.h"
+#include "qvGeom/foundation/linear/Range.h"
 #include "qvGeom/topology/GeomAdjacency.h"
 
 #include "support/Measure.h"
@@ -25,6 +30,7 @@ using qvGeom::MeshAdjTris;
 using qvGeom::MeshCoord;
 using qvGeom::MeshSelect;
 using qvGeom::MeshSubset;
+using qvLinear::Point;
 
 /// A surface of about so many triangles, its table, and every third vertex and triangle.
 struct Subject {
@@ -118,6 +124,25 @@ void growToPiece(benchmark::State& state) {
            [](const Subject&, MeshSelect& select) { select.selectTrianglesRecursive(false); });
 }
 
+/// A star of 200 corners around the middle of the surface, seen from above.
+void lasso(benchmark::State& state) {
+    qvLinear::Range3d range;
+    subjectOf(state).mesh.getBoundingBox(range);
+    const Point middle = combine(0.5, range.min, 0.5, range.max);
+    const double radius = 0.4 * (range.max.x - range.min.x);
+    std::vector<Point> star;
+    for (int i = 0; i < 200; ++i) {
+        const double angle = i * std::numbers::pi / 100;
+        const double reach = radius * (i % 2 == 0 ? 1 : 0.5);
+        star.push_back({middle.x + reach * std::cos(angle), middle.y + reach * std::sin(angle), 0});
+    }
+    change(state, nothing, [&star](const Subject&, MeshSelect& select) {
+        qvLinear::ProjMatrix plain;
+        plain.identity();
+        select.selectVertices(plain, star);
+    });
+}
+
 /// A thousand positions along the mesh, each with the triangles within about three edges.
 void affectedTriangles(benchmark::State& state) {
     const Subject& s = subjectOf(state);
@@ -154,6 +179,7 @@ BENCHMARK(verticesFromTriangles)->Apply(sizesAndOrders);
 BENCHMARK(invertTriangles)->Apply(sizesAndOrders);
 BENCHMARK(growOneRing)->Apply(sizesAndOrders);
 BENCHMARK(growToPiece)->Apply(sizesAndOrders);
+BENCHMARK(lasso)->Apply(sizesAndOrders);
 BENCHMARK(affectedTriangles)->Apply(sizesAndOrders);
 BENCHMARK(subset)->Apply(sizesAndOrders);
 

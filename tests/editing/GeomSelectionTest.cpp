@@ -11,6 +11,8 @@
 #include "qvGeom/foundation/geometry/CompactMesh.h"
 #include "qvGeom/foundation/geometry/MeshAdjTris.h"
 #include "qvGeom/foundation/geometry/MeshCoord.h"
+#include "qvGeom/foundation/linear/Point.h"
+#include "qvGeom/foundation/linear/ProjMatrix.h"
 #include "qvGeom/topology/GeomAdjacency.h"
 
 #include "support/CapturedOutput.h"
@@ -98,6 +100,30 @@ TEST(MeshSelect, agreesWithSetsOfIndices) {
     }
 }
 
+// The mesh's first vertex is put behind the eye, where its projection is mirrored into the lasso.
+TEST(MeshSelect, lassoAddsWhatProjectsInside) {
+    Subject s(test::grid(119, 99)); // enough vertices for several threads
+    s.mesh.getVertices()[0] = {-10.25F, -15, -2};
+    qvLinear::ProjMatrix halvedByDepth;
+    halvedByDepth.m[0][0] = halvedByDepth.m[1][1] = 1;
+    halvedByDepth.m[2][3] = 1.5; // w of the plane z = 0 is 2
+    halvedByDepth.m[3][3] = 2;
+    MeshSelect select(s.mesh, s.adjTris);
+    select.getSelectedVertices().set(11999);
+    const std::vector<qvLinear::Point> nook{{5.1, 5.2, 9},   {40.1, 5.2, 0},  {40.1, 30.2, 1},
+                                            {25.1, 30.2, 0}, {25.1, 20.2, 0}, {5.1, 20.2, 0}};
+    select.selectVertices(halvedByDepth, {nook.begin(), nook.begin() + 2});
+    EXPECT_EQ(bitsOf(s.mesh.getSelectedVertices()), std::set{11999});
+    select.selectVertices(halvedByDepth, nook);
+    for (int v = 1; v < 11999; ++v) {
+        const double x = s.mesh.getVertices()[v].x / 2, y = s.mesh.getVertices()[v].y / 2;
+        EXPECT_EQ(s.mesh.getSelectedVertices().test(v),
+                  x > 5.1 && x < 40.1 && y > 5.2 && y < (x > 25.1 ? 30.2 : 20.2));
+    }
+    EXPECT_TRUE(s.mesh.getSelectedVertices().test(0)) << "behind the eye";
+    EXPECT_TRUE(s.mesh.getSelectedVertices().test(11999)) << "selected before";
+}
+
 // A second sheet close above the grid is near, but no chain of triangles leads there.
 TEST(MeshSelect, affectedTrianglesAreNearAndReached) {
     CompactMesh sheets = test::soupOf(test::grid(9, 9));
@@ -139,6 +165,7 @@ TEST(MeshSelect, printsItsLines) {
     select.invertTriangleSelection();
     select.selectVerticesFromTriangles();
     select.selectTrianglesRecursive(true);
+    select.selectVertices({}, {});
     select.selectAffectedTriangles({}, 0);
     EXPECT_EQ(output.debugWithoutSeconds(), "MeshSelect::selectedTrianglesFromVertices()\n"
                                             "  selected triangles(2): S s\n"
@@ -148,6 +175,8 @@ TEST(MeshSelect, printsItsLines) {
                                             "  selected vertices(5): S s\n"
                                             "MeshSelect::selectTrianglesRecursive()\n"
                                             "   S s\n"
+                                            "MeshSelect::selectVertices: vertices(5) triangles(2)\n"
+                                            "  selected vertices(5): S s\n"
                                             "MeshSelect::selectAffectedTriangles()\n"
                                             "  selected triangles(0): S s\n");
 }

@@ -1,19 +1,28 @@
 #include "qvGeom/editing/GeomSelection.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
+#include <limits>
 #include <utility>
 
 #include "qvGeom/foundation/base/Diagnostics.h"
 #include "qvGeom/foundation/base/StopWatch.h"
+#include "qvGeom/foundation/base/ThreadPool.h"
+#include "qvGeom/foundation/base/ThreadedAlg.h"
 #include "qvGeom/foundation/geometry/CompactMesh.h"
 #include "qvGeom/foundation/geometry/MeshAdjTris.h"
 #include "qvGeom/foundation/geometry/MeshCoord.h"
+#include "qvGeom/foundation/linear/Convert.h"
 
 namespace qvGeom {
 namespace {
 
 using qvLinear::Point;
+using qvLinear::ProjMatrix;
+using qvLinear::ProjMatrixFlt;
+
+constexpr int kFewVertices = 9999; // not worth a hand-over to other threads
 
 /// The bits of a filter over `count` elements: all of them for one of size 0.
 BitVector selectedBits(const BitVector& filter, int count) {
@@ -32,6 +41,134 @@ void setCorners(const MeshTriangle& triangle, BitVector& vertices) {
     for (const int v : triangle.v)
         vertices.set(v);
 }
+
+/// The edges of a closed polygon in the plane, in single precision, and for every row across it
+/// those that reach into the row.
+class Lasso {
+public:
+    explicit Lasso(const std::vector<Point>& polygon) {
+        const auto numPoints = static_cast<int>(polygon.size());
+        if (numPoints < 3)
+            return;
+        for (int i = 0; i < numPoints; ++i)
+            addEdge(polygon[i], polygon[i + 1 < numPoints ? i + 1 : 0]);
+
+        constexpr int kMaxRows = 64; // a tall edge is in all of them
+        const double height = qvLinear::widen(maxY_) - qvLinear::widen(minY_);
+        if (height > 0 && height < std::numeric_limits<double>::infinity()) {
+            numRows_ = std::min(numPoints, kMaxRows);
+            rowsPerLength_ = numRows_ / height;
+        }
+        std::vector<int> rowsAndEdges;
+        for (int e = 0; e < numPoints; ++e) {
+            const auto [low, high] = std::minmax(edges_[e].y0, edges_[e].y1);
+            if (numRows_ > 0 && low <= high) { // neither is NaN
+                for (int row = rowOf(low); row <= rowOf(high); ++row)
+                    rowsAndEdges.insert(rowsAndEdges.end(), {row, e});
+            }
+            rowsAndEdges.insert(rowsAndEdges.end(), {numRows_, e});
+        }
+        rows_.assignFromPairs(numRows_ + 1, static_cast<int>(rowsAndEdges.size() / 2),
+                              rowsAndEdges.data());
+    }
+
+    /// Whether an odd number of edges passes the height of the point at or right of it, or a
+    /// horizontal one goes through it.
+    bool contains(float x, float y) const {
+        // Every edge skips such a point. What is not a number goes on.
+        if (edges_.empty() || x > maxX_ || y < minY_ || y > maxY_)
+            return false;
+        const int row = rowOf(y);
+        bool inside = false;
+        for (const int* e = rows_.begin(row); e != rows_.end(row); ++e) {
+            const Edge& edge = edges_[*e];
+            if (edge.skips(x, y))
+                continue;
+            if (edge.y0 == edge.y1) {
+                if ((edge.x0 <= x && x <= edge.x1) || (edge.x1 <= x && x <= edge.x0))
+                    return true;
+                continue;
+            }
+            const float t = (y - edge.y0) / (edge.y1 - edge.y0);
+            if (t >= 0 && t < 1 && edge.x0 + (edge.x1 - edge.x0) * t >= x)
+                inside = !inside;
+        }
+        return inside;
+    }
+
+private:
+    struct Edge {
+        float x0, y0, x1, y1;
+
+        bool skips(float x, float y) const {
+            return (y0 > y && y1 > y) || (y0 < y && y1 < y) || (x0 < x && x1 < x);
+        }
+    };
+
+    void addEdge(const Point& from, const Point& to) {
+        using qvLinear::narrow;
+        const Edge edge{narrow(from.x), narrow(from.y), narrow(to.x), narrow(to.y)};
+        edges_.push_back(edge);
+        maxX_ = std::max(maxX_, edge.x0);
+        minY_ = std::min(minY_, edge.y0);
+        maxY_ = std::max(maxY_, edge.y0);
+    }
+
+    /// The row of a height between the lowest and the highest corner. One that is not a number, or
+    /// any where rows make no sense, is in the last, which has all edges.
+    int rowOf(float y) const {
+        if (numRows_ == 0 || std::isnan(y))
+            return numRows_;
+        const double above = qvLinear::widen(y) - qvLinear::widen(minY_);
+        return std::min(static_cast<int>(above * rowsPerLength_), numRows_ - 1);
+    }
+
+    std::vector<Edge> edges_;
+    float maxX_ = -std::numeric_limits<float>::infinity();
+    float minY_ = std::numeric_limits<float>::infinity();
+    float maxY_ = -std::numeric_limits<float>::infinity();
+    int numRows_ = 0;
+    double rowsPerLength_ = 0;
+    ArrayOfSets rows_;
+};
+
+/// Collects the vertices whose projections are inside a lasso, thread by thread.
+class LassoAlg final : public qvUtil::ThreadedAlg {
+public:
+    LassoAlg(int numVertices, const MeshVertex* vertices, const ProjMatrix& projection,
+             const std::vector<Point>& polygon)
+        : numVertices_(numVertices),
+          vertices_(vertices),
+          projection_(projection),
+          lasso_(polygon) {}
+
+    void initialize(int numThreads) override { found_.resize(numThreads); }
+
+    void threadFunc(int thread, int numThreads) override {
+        std::vector<int> found;
+        const float(&m)[4][4] = projection_.m;
+        for (const int i : qvUtil::sliceOf(numVertices_, thread, numThreads)) {
+            const auto [x, y, z] = vertices_[i];
+            const float w = x * m[0][3] + y * m[1][3] + z * m[2][3] + m[3][3];
+            if (lasso_.contains((x * m[0][0] + y * m[1][0] + z * m[2][0] + m[3][0]) / w,
+                                (x * m[0][1] + y * m[1][1] + z * m[2][1] + m[3][1]) / w))
+                found.push_back(i);
+        }
+        found_[thread].swap(found);
+    }
+
+    void selectFound(BitVector& vertices) const {
+        for (const std::vector<int>& found : found_)
+            vertices.setBits(static_cast<int>(found.size()), found.data());
+    }
+
+private:
+    int numVertices_;
+    const MeshVertex* vertices_;
+    ProjMatrixFlt projection_;
+    Lasso lasso_;
+    std::vector<std::vector<int>> found_;
+};
 
 /// Finds the triangles near positions on a mesh, walking from each over shared vertices.
 class NearTriangles {
@@ -221,6 +358,24 @@ void MeshSelect::selectPieces() {
             }
         }
     }
+}
+
+void MeshSelect::selectVertices(const ProjMatrix& projection, const std::vector<Point>& polygon) {
+    const int numVertices = mesh_.getNumVertices();
+    debugChannel().print("MeshSelect::selectVertices: vertices(%d) triangles(%d)\n", numVertices,
+                         mesh_.getNumTriangles());
+    qvOS::StopWatch watch;
+    watch.start();
+    BitVector& selected = getSelectedVertices();
+
+    LassoAlg alg(numVertices, vertices_, projection, polygon);
+    qvUtil::ThreadPool& pool = numVertices <= kFewVertices
+                                   ? qvUtil::ThreadPool::getSingleThreadedPool()
+                                   : qvUtil::ThreadPool::get();
+    pool.run(alg);
+    alg.selectFound(selected);
+
+    debugChannel().print("  selected vertices(%d): %f s\n", selected.numSetBits(), watch.clear());
 }
 
 void MeshSelect::selectTrisAdjacentToVert(int vertex, BitVector& out) const {

@@ -3,9 +3,15 @@
 #pragma once
 
 #include <deque>
+#include <vector>
 
 #include "qvGeom/Export.h"
 #include "qvGeom/foundation/geometry/MeshSubset.h"
+
+namespace qvLinear {
+struct Point;
+struct ProjMatrix;
+} // namespace qvLinear
 
 namespace qvGeom {
 
@@ -51,6 +57,12 @@ public:
     /// `oneRing` those that share one with an added triangle, and so on to the whole of each
     /// connected piece.
     void selectTrianglesRecursive(bool oneRing);
+    /// Adds the vertices whose projection, in single precision, is inside the polygon, which closes
+    /// itself and whose z is ignored. Fewer than 3 points enclose nothing. Vertices behind the eye
+    /// are projected as well.
+    void selectVertices(const qvLinear::ProjMatrix& projection,
+                        const std::vector<qvLinear::Point>& polygon);
+
     /// Sets the bits of the triangles around `vertex` in `out`, which is first resized when it has
     /// not one bit per triangle. Touches neither selection.
     void selectTrisAdjacentToVert(int vertex, BitVector& out) const;
