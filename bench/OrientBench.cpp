@@ -12,6 +12,7 @@
 #include "qvGeom/foundation/geometry/MeshAdjTris.h"
 #include "qvGeom/foundation/geometry/MeshPlacement.h"
 #include "qvGeom/topology/GeomAdjacency.h"
+#include "qvGeom/topology/GeomNormals.h"
 #include "qvGeom/topology/GeomOrientation.h"
 
 #include "support/Measure.h"
@@ -145,6 +146,15 @@ void reversePiece(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * mesh.getNumTriangles());
 }
 
+void vertexNormals(benchmark::State& state) {
+    CompactMesh mesh = surface(state);
+    const MeshAdjTris adjTris = adjTrisOf(mesh);
+    for (auto _ : state)
+        state.SetIterationTime(bench::secondsOf([&] { meshComputeNormals(mesh, adjTris); }));
+    state.counters["checksum"] = checksumOf(mesh);
+    state.SetItemsProcessed(state.iterations() * mesh.getNumTriangles());
+}
+
 void determinants(benchmark::State& state) {
     std::list<qvGeom::MeshPlacement> placements(state.range(0));
     int i = 0;
@@ -177,6 +187,7 @@ BENCHMARK(reverseWinding)->Apply(sizesAndOrders);
 BENCHMARK(reverseStrips)->Apply(sizes);
 BENCHMARK(reverseSelected)->Apply(sizesAndOrders);
 BENCHMARK(reversePiece)->Apply(sizesAndOrders);
+BENCHMARK(vertexNormals)->Apply(sizesAndOrders);
 BENCHMARK(determinants)->Arg(1000)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 } // namespace

@@ -1,0 +1,92 @@
+#include "qvGeom/topology/GeomNormals.h"
+
+#include <gtest/gtest.h>
+#include <limits>
+
+#include "qvGeom/foundation/geometry/CompactMesh.h"
+#include "qvGeom/foundation/geometry/MeshAdjTris.h"
+#include "qvGeom/foundation/linear/Point.h"
+#include "qvGeom/topology/GeomAdjacency.h"
+
+#include "support/HeardNotices.h"
+#include "support/MeshBuilders.h"
+
+namespace {
+
+using qvGeom::CompactMesh;
+using qvLinear::Vector;
+
+void computeNormals(CompactMesh& mesh) {
+    qvGeom::MeshAdjTris adjTris;
+    meshAdjTris(mesh, adjTris);
+    meshComputeNormals(mesh, adjTris);
+}
+
+double sixfoldVolume(const CompactMesh& mesh) {
+    const auto at = [&](int v) {
+        const qvGeom::MeshVertex& p = mesh.getVertices()[v];
+        return Vector{p.x, p.y, p.z};
+    };
+    double sum = 0;
+    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
+        const qvGeom::MeshTriangle& tri = mesh.getTriangles()[t];
+        sum += dot(at(tri[0]), cross(at(tri[1]), at(tri[2])));
+    }
+    return sum;
+}
+
+// The volume grows fastest when a vertex moves along the sum of its triangles' area vectors.
+TEST(MeshComputeNormals, pointWhereTheVolumeGrowsFastest) {
+    const CompactMesh cube = test::meshOf(
+        {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {1, 1, 0}, {0, 0, 1}, {1, 0, 1}, {0, 1, 1}, {1, 1, 1}},
+        {{{0, 2, 1}},
+         {{1, 2, 3}},
+         {{4, 5, 6}},
+         {{5, 7, 6}},
+         {{0, 1, 4}},
+         {{1, 5, 4}},
+         {{2, 6, 3}},
+         {{3, 6, 7}},
+         {{0, 4, 2}},
+         {{2, 4, 6}},
+         {{1, 3, 5}},
+         {{3, 7, 5}}});
+    for (CompactMesh mesh : {cube, test::shuffled(test::sphere(12, 20), 1)}) {
+        test::HeardNotices notices(mesh);
+        computeNormals(mesh);
+        EXPECT_EQ(notices.take(), "Attributes normalsModified;");
+        EXPECT_TRUE(mesh.getNormalsComputed());
+        for (int v = 0; v < mesh.getNumVertices(); ++v) {
+            double slope[3];
+            for (int axis = 0; axis < 3; ++axis) {
+                float& x = mesh.getVerticesRaw()[3 * v + axis];
+                const float middle = x;
+                x = middle + 0.25F;
+                slope[axis] = sixfoldVolume(mesh);
+                x = middle - 0.25F;
+                slope[axis] -= sixfoldVolume(mesh);
+                x = middle;
+            }
+            Vector expected{slope[0], slope[1], slope[2]};
+            ASSERT_TRUE(expected.normalize());
+            const qvGeom::MeshNormal& n = mesh.getNormals()[v];
+            EXPECT_TRUE(equivalent(Vector{n.x, n.y, n.z}, expected, 1e-5)) << v;
+        }
+    }
+}
+
+TEST(MeshComputeNormals, areZeroWithoutADirection) {
+    CompactMesh mesh = test::soupOf(test::grid(3, 1)); // of three vertices each
+    mesh.resizeVertexArray(20);
+    mesh.getVertices()[4] = mesh.getVertices()[3];
+    mesh.getVertices()[7].y = std::numeric_limits<float>::quiet_NaN();
+    computeNormals(mesh);
+    for (int v = 0; v < 20; ++v)
+        EXPECT_EQ(mesh.getNormals()[v].z, v < 3 || (v > 8 && v < 18) ? 1 : 0) << v;
+    CompactMesh empty;
+    test::HeardNotices notices(empty);
+    computeNormals(empty);
+    EXPECT_EQ(notices.take(), "");
+}
+
+} // namespace
