@@ -28,7 +28,7 @@ void triangulate(benchmark::State& state, bench::LoopKind kind) {
     const std::vector<Point> loop = bench::loopOf(state.range(0), kind);
     std::vector<int> triangles;
     for (auto _ : state) {
-        if (!triangulatePolygon(loop, triangles, nullptr, nullptr))
+        if (!qvGeom::triangulatePolygon(loop, triangles, nullptr, nullptr))
             state.SkipWithError("not finished");
     }
     bench::Checksum sum;
@@ -85,8 +85,8 @@ void testPoints(benchmark::State& state, const IsIn& isIn) {
 void pointInTriangle2D(benchmark::State& state) {
     testPoints(state, [](const Point2& p) {
         float u, v;
-        return isPointInTriangleInclusive(narrow(p), Point2Flt{-1, -1}, Point2Flt{1, -0.5F},
-                                          Point2Flt{0, 1}, u, v);
+        return qvGeom::isPointInTriangleInclusive(narrow(p), Point2Flt{-1, -1}, Point2Flt{1, -0.5F},
+                                                  Point2Flt{0, 1}, u, v);
     });
 }
 
@@ -113,7 +113,7 @@ void pointInPolygon(benchmark::State& state) {
     const std::vector<Point2> corners = polygonOf(state);
     testPoints(state, [&](const Point2& p) {
         qvGeom::pointPolygonRelation rel;
-        return isPointInPolygon(p, corners, rel, 1e-9);
+        return qvGeom::isPointInPolygon(p, corners, rel, 1e-9);
     });
 }
 
@@ -136,7 +136,7 @@ void polygonsIntersect(benchmark::State& state) {
         p = {p.x + 0.31, p.y - 0.17};
     qvGeom::EPolygonsIntersection result{};
     for (auto _ : state)
-        isPolygonsIntersect(first, second, result, overlap, 1e-9);
+        qvGeom::isPolygonsIntersect(first, second, result, overlap, 1e-9);
     bench::Checksum sum;
     sum.add(static_cast<int>(result));
     sum.add(static_cast<int>(overlap.vertices.size()));

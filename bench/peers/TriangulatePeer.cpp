@@ -32,7 +32,7 @@ void triangulateAgainstCgal(benchmark::State& state) {
         state,
         [&] {
             return bench::secondsOf(
-                [&] { finished = triangulatePolygon(loop, triangles, nullptr, nullptr); });
+                [&] { finished = qvGeom::triangulatePolygon(loop, triangles, nullptr, nullptr); });
         },
         [&] {
             peerTriangles.clear();

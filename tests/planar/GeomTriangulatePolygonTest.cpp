@@ -42,11 +42,11 @@ struct TopDown {
     };
 
     const Loop& loop;
-    const BitVector* forbidden;
+    const BitVector& forbidden;
     std::map<std::pair<int, int>, Part> known{};
 
     bool marked(int a, int b) const {
-        return forbidden && forbidden->test(a * static_cast<int>(loop.size()) + b);
+        return forbidden.size() > 0 && forbidden.test(a * static_cast<int>(loop.size()) + b);
     }
 
     const Part& best(int i, int j) {
@@ -92,8 +92,9 @@ Point onWave(double a) {
 }
 
 // Catches a search that passes over a candidate it should compare, on every kind of loop: folded,
-// smooth, full of ties, without area, without numbers; a wrong order of sums; a tile left out.
+// smooth, full of ties, without area, without numbers; a tile left out, and a race.
 TEST(TriangulatePolygon, agreesWithFullComparison) {
+    const test::ScopedThreadCount pool(3);
     std::mt19937 random(1);
     std::uniform_real_distribution<double> unit(-1, 1);
     std::uniform_int_distribution<int> few(0, 3);
@@ -114,81 +115,43 @@ TEST(TriangulatePolygon, agreesWithFullComparison) {
             return Point{1e160 * unit(random), few(random) ? 1 : nan, 1e155};
         }};
     for (const auto& kind : kinds) {
-        for (const int n : {3, 4, 5, 12, 16, 17, 33, 50, 90}) {
+        for (const int n : {3, 4, 5, 12, 16, 17, 33, 90}) {
             const Loop loop = circle(n, kind);
             for (const int percent : {0, 10, 60}) {
                 SCOPED_TRACE(testing::Message() << "kind " << &kind - kinds.data() << ", " << n
-                                                << " points, forbidden " << percent << " %");
+                                                << " points, " << percent << " %");
                 BitVector forbidden(percent > 0 ? n * n : 0);
                 for (int bit = 0; bit < forbidden.size(); ++bit)
                     forbidden.set(bit, std::abs(unit(random)) * 100 < percent);
-                TopDown oracle{loop, percent > 0 ? &forbidden : nullptr};
+                TopDown oracle{loop, forbidden};
                 EXPECT_EQ(triangulate(loop, &forbidden), oracle.best(0, n - 1).triangles);
             }
         }
     }
 }
 
-// A fold, or a triangle outside the loop, would add to the area.
-TEST(TriangulatePolygon, fillsPlanarLoopWithoutFolds) {
-    std::mt19937 random(2);
-    std::uniform_real_distribution<double> radius(0.2, 1);
-    for (int n = 3; n <= 60; ++n) {
-        const Loop star = circle(n, [&](double a) {
-            const double r = radius(random);
-            return Point{r * std::cos(a), r * std::sin(a), 0};
-        });
-        double border = 0, area = 0;
-        for (int k = 0; k < n; ++k)
-            border += cross(star[k] - Point{}, star[(k + 1) % n] - Point{}).z;
-        const Triangles triangles = triangulate(star);
-        for (std::size_t k = 0; k < triangles.size(); k += 3) {
-            const Point& a = star[triangles[k]];
-            area += cross(star[triangles[k + 1]] - a, star[triangles[k + 2]] - a).length();
-        }
-        EXPECT_NEAR(area, border, 1e-12) << n << " points";
-    }
-}
-
 TEST(TriangulatePolygon, knowsSmallLoops) {
     EXPECT_EQ(triangulate({}), Triangles());
     EXPECT_EQ(triangulate({{0, 0, 0}, {1, 0, 0}}), Triangles());
-    const Loop square{{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}};
-    EXPECT_EQ(triangulate({square[0], square[1], square[2]}), Triangles({0, 1, 2}));
     BitVector diagonals(16);
     for (const int edge : {2, 8, 7, 13}) // 0-2, 2-0, 1-3, 3-1
         diagonals.set(edge);
-    EXPECT_EQ(triangulate(square, &diagonals), Triangles({0, 1, 3, 1, 2, 3}));
-    diagonals.clear(13); // only one way round is forbidden, and the first split does not use it
-    diagonals.clear(7);
-    EXPECT_EQ(triangulate(square, &diagonals), Triangles({0, 1, 3, 1, 2, 3}));
+    EXPECT_EQ(triangulate(circle(4, onCircle), &diagonals), Triangles({0, 1, 3, 1, 2, 3}));
     // The rounding of sums decides: another order of adding would split at 3.
     const Triangles regular = triangulate(circle(12, onCircle));
     EXPECT_EQ(*(std::find(regular.begin(), regular.end(), 11) - 1), 2);
 }
 
-TEST(TriangulatePolygon, doesNotDependOnThreadCount) {
-    const Loop loop = circle(200, onWave);
-    const Triangles expected = triangulate(loop);
-    EXPECT_EQ(expected.size(), 3U * 198U);
-    for (const int threads : {1, 2, 5}) {
-        const test::ScopedThreadCount pool(threads);
-        EXPECT_EQ(triangulate(loop), expected) << threads << " threads";
-    }
-}
-
-// The progress is looked at before every thousandth candidate; a cancel at the last look, or after,
-// comes too late.
+// The progress is looked at before every thousandth candidate; a cancel after the last look comes
+// too late.
 TEST(TriangulatePolygon, stopsAtEveryPoll) {
     for (const int n : {19, 40, 100}) {
-        const Loop loop = circle(n, onWave);
         const int total = n * (n - 1) * (n - 2) / 6;
         const int polls = (total + 999) / 1000;
         for (int reports = 0; reports <= polls; ++reports) {
-            SCOPED_TRACE(testing::Message() << n << " points, cancelled at " << reports);
             test::CancelAfter cancel(reports);
             Triangles triangles;
-            EXPECT_EQ(triangulatePolygon(loop, triangles, nullptr, &cancel.progress()),
+            EXPECT_EQ(triangulatePolygon(circle(n, onWave), triangles, nullptr, &cancel.progress()),
                       reports == polls);
             EXPECT_EQ(triangles.empty(), reports != polls);
             ASSERT_EQ(static_cast<int>(cancel.fractions().size()), reports);
