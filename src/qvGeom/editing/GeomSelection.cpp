@@ -72,8 +72,7 @@ public:
                               rowsAndEdges.data());
     }
 
-    /// Whether an odd number of edges passes the height of the point at or right of it, or a
-    /// horizontal one goes through it.
+    /// Answers as pointPolygonIntersect2D does, whose rule this is.
     bool contains(float x, float y) const {
         // Every edge skips such a point. What is not a number goes on.
         if (edges_.empty() || x > maxX_ || y < minY_ || y > maxY_)
@@ -85,7 +84,7 @@ public:
             if (edge.skips(x, y))
                 continue;
             if (edge.y0 == edge.y1) {
-                if ((edge.x0 <= x && x <= edge.x1) || (edge.x1 <= x && x <= edge.x0))
+                if (std::min(edge.x0, edge.x1) <= x && x <= std::max(edge.x0, edge.x1))
                     return true;
                 continue;
             }

@@ -1,0 +1,137 @@
+// Orientation against building CGAL's half-edge mesh, which finds the same out on the way, and
+// smoothing against OpenMesh's circulators.
+
+#include <CGAL/Simple_cartesian.h>
+#include <CGAL/Surface_mesh.h>
+#include <OpenMesh/Core/Mesh/TriMesh_ArrayKernelT.hh>
+#include <benchmark/benchmark.h>
+#include <cmath>
+#include <vector>
+
+#include "qvGeom/foundation/base/Progress.h"
+#include "qvGeom/foundation/geometry/CompactMesh.h"
+#include "qvGeom/foundation/geometry/MeshAdjTris.h"
+#include "qvGeom/foundation/geometry/MeshAdjVertices.h"
+#include "qvGeom/improvement/GeomSmooth.h"
+#include "qvGeom/topology/GeomAdjacency.h"
+#include "qvGeom/topology/GeomOrientation.h"
+
+#include "support/Measure.h"
+#include "support/MeshBuilders.h"
+
+namespace {
+
+using qvGeom::CompactMesh;
+using qvGeom::MeshTriangle;
+using qvGeom::MeshVertex;
+using CgalPoint = CGAL::Simple_cartesian<float>::Point_3;
+using CgalMesh = CGAL::Surface_mesh<CgalPoint>;
+using OpenMeshMesh = OpenMesh::TriMesh_ArrayKernelT<>;
+
+CompactMesh surface(const benchmark::State& state) {
+    const CompactMesh mesh = test::wavySurface(static_cast<int>(state.range(0)));
+    return state.range(1) == 1 ? test::shuffled(mesh, 1) : mesh;
+}
+
+/// Whether every triangle finds its place: a face that runs an edge as another does is refused.
+bool buildsInCgal(const CompactMesh& mesh) {
+    using Index = CgalMesh::size_type;
+    const auto numVertices = static_cast<Index>(mesh.getNumVertices());
+    const auto numFaces = static_cast<Index>(mesh.getNumTriangles());
+    CgalMesh peer;
+    peer.reserve(numVertices, numVertices + numFaces + 1, numFaces);
+    for (Index v = 0; v < numVertices; ++v) {
+        const MeshVertex& p = mesh.getVertices()[v];
+        peer.add_vertex(CgalPoint(p.x, p.y, p.z));
+    }
+    bool all = true;
+    for (Index t = 0; t < numFaces; ++t) {
+        const MeshTriangle& tri = mesh.getTriangles()[t];
+        all &= peer.add_face(CgalMesh::Vertex_index(static_cast<Index>(tri[0])),
+                             CgalMesh::Vertex_index(static_cast<Index>(tri[1])),
+                             CgalMesh::Vertex_index(static_cast<Index>(tri[2]))) !=
+               CgalMesh::null_face();
+    }
+    return all;
+}
+
+void orientedAgainstCgal(benchmark::State& state) {
+    const CompactMesh mesh = surface(state);
+    qvGeom::MeshAdjTris adjTris;
+    meshAdjTris(mesh, adjTris);
+    bool ours = false;
+    bool theirs = false;
+    bench::runInTurns(
+        state, [&] { return bench::secondsOf([&] { ours = meshOriented(mesh, adjTris); }); },
+        [&] { return bench::secondsOf([&] { theirs = buildsInCgal(mesh); }); });
+    state.counters["checksum"] = ours;
+    state.SetItemsProcessed(state.iterations() * mesh.getNumTriangles());
+    if (!ours || !theirs)
+        state.SkipWithError("the surface was not found to be oriented");
+}
+
+/// Both take the means of all neighbours and then write them back; neither the tables nor the
+/// half-edges count.
+void laplacianAgainstOpenMesh(benchmark::State& state) {
+    const CompactMesh input = surface(state);
+    qvGeom::MeshAdjTris adjTris;
+    qvGeom::MeshAdjVertices neighbours;
+    meshAdjTris(input, adjTris);
+    meshAdjVertices(input, adjTris, neighbours);
+    OpenMeshMesh peer;
+    for (int v = 0; v < input.getNumVertices(); ++v)
+        peer.add_vertex({0, 0, 0});
+    for (int t = 0; t < input.getNumTriangles(); ++t) {
+        const MeshTriangle& tri = input.getTriangles()[t];
+        peer.add_face(OpenMesh::VertexHandle(tri[0]), OpenMesh::VertexHandle(tri[1]),
+                      OpenMesh::VertexHandle(tri[2]));
+    }
+
+    CompactMesh mesh = input;
+    std::vector<OpenMeshMesh::Point> means(peer.n_vertices());
+    bench::runInTurns(
+        state,
+        [&] {
+            mesh.copyVertices(input.getNumVertices(), input.getVertices());
+            qvUtil::Progress progress;
+            return bench::secondsOf([&] { meshSmoothLaplacian(mesh, neighbours, progress); });
+        },
+        [&] {
+            for (const OpenMesh::VertexHandle v : peer.vertices()) {
+                const MeshVertex& p = input.getVertices()[v.idx()];
+                peer.set_point(v, {p.x, p.y, p.z});
+            }
+            return bench::secondsOf([&] {
+                for (const OpenMesh::VertexHandle v : peer.vertices()) {
+                    OpenMeshMesh::Point sum(0, 0, 0);
+                    float count = 0;
+                    for (auto w = peer.cvv_begin(v); w.is_valid(); ++w, ++count)
+                        sum += peer.point(*w);
+                    means[v.idx()] = sum / count;
+                }
+                for (const OpenMesh::VertexHandle v : peer.vertices())
+                    peer.set_point(v, means[v.idx()]);
+            });
+        });
+
+    bench::Checksum sum;
+    sum.add(mesh.getVerticesRaw(), 3 * mesh.getNumVertices());
+    state.counters["checksum"] = sum.value();
+    state.SetItemsProcessed(state.iterations() * mesh.getNumVertices());
+    for (int v = 0; v < mesh.getNumVertices(); ++v) { // summed in another order
+        if (!(std::abs(mesh.getVertices()[v].x - means[v][0]) < 1e-5F))
+            state.SkipWithError("the peer found other means");
+    }
+}
+
+void sizesAndOrders(benchmark::internal::Benchmark* benchmark) {
+    benchmark->ArgsProduct({{1'000'000, 4'000'000}, {0, 1}})
+        ->Iterations(3)
+        ->UseManualTime()
+        ->Unit(benchmark::kMillisecond);
+}
+
+BENCHMARK(orientedAgainstCgal)->Apply(sizesAndOrders);
+BENCHMARK(laplacianAgainstOpenMesh)->Apply(sizesAndOrders);
+
+} // namespace
