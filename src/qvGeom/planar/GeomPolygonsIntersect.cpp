@@ -31,7 +31,11 @@ double twiceArea(const std::vector<Point2>& corners) {
 struct Piece {
     int from, to;
 
-    auto operator<=>(const Piece&) const = default;
+    bool operator==(const Piece&) const = default;
+
+    bool operator<(const Piece& other) const {
+        return std::pair(from, to) < std::pair(other.from, other.to);
+    }
 };
 
 struct Border {
