@@ -35,7 +35,7 @@ SurfaceDistance::SurfaceDistance(const qvGeom::CompactMesh& mesh,
 }
 
 Facts describe(const SurfaceDistance& distance) {
-    return {countFact("vertices", "vertices", distance.ofVertex.size()),
+    return {countFact("points", "points", distance.ofVertex.size()),
             realFact("largest", "largest distance", distance.largest),
             realFact("mean", "mean distance", distance.mean),
             realFact("rootMeanSquare", "root mean square", distance.rootMeanSquare)};

@@ -330,6 +330,69 @@ def test_orient(folder):
     same((found["flippedTriangles"], found["components"]), (1, 1), "soup")
 
 
+def grid(path, n, shift=lambda v: (0, 0, 0)):
+    """A square of n times n vertices, each shifted by a function of its index."""
+    path.write_text(mesh_text(
+        [tuple(map(sum, zip((v % n, v // n, 0), shift(v)))) for v in range(n * n)],
+        [t for v in range(n * (n - 1)) if (v + 1) % n
+         for t in ((v, v + 1, v + n), (v + 1, v + n + 1, v + n))]))
+    return path
+
+
+def test_smooth(folder):
+    """One peak over a plane, the mean of whose neighbours is its foot; a plane, which the bilateral
+    filter leaves; and a noisy plane, which both make flatter."""
+    rough, out = grid(folder / "rough.mesh", 3, lambda v: (0, 0, v == 4)), folder / "out.mesh"
+    found = facts("smooth", rough, "-o", out, "--laplacian", 1, "--fix-border")
+    same([found[key] for key in ("movedVertices", "largestMove", "fixedVertices")], [1, 1, 8])
+    same(read_mesh(out)[0], [(x, y, 0) for y in range(3) for x in range(3)])
+    same(facts("smooth", rough, "-o", out, "--laplacian", 2)["movedVertices"], 9)
+    plane = grid(folder / "plane.mesh", 9)
+    same(facts("smooth", plane, "-o", out, "--bilateral", 2.5, 3)["movedVertices"], 0)
+    same(read_mesh(out), read_mesh(plane))
+
+    rng = random.Random(3)
+    noisy = grid(folder / "noisy.mesh", 40, lambda v: (0, 0, rng.uniform(-0.1, 0.1)))
+
+    def roughness(path):
+        return math.hypot(*(z for x, y, z in read_mesh(path)[0]))
+
+    for options in ("--laplacian", 3), ("--bilateral", 2, 2):
+        facts("smooth", noisy, "-o", out, *options)
+        check(roughness(out) < 0.5 * roughness(noisy), options, roughness(out))
+
+
+def test_reduce(folder):
+    """A plane loses its inside and nothing else; on real surfaces the distances are those that the
+    other command finds, and neither pieces nor holes are lost."""
+    out, rng = folder / "out.mesh", random.Random(4)
+
+    def inside(v):
+        return rng.uniform(-0.2, 0.2) if 0 < v % 12 < 11 and 0 < v // 12 < 11 else 0
+
+    plane = grid(folder / "plane.mesh", 12, lambda v: (inside(v), inside(v), 0))
+    found = facts("reduce", plane, "-o", out, "--tolerance", 1e-6, "--report")
+    check(44 <= found["vertices"] < 72, found)
+    for distance in (found["deviation"], found["inputToResult"]["largest"],
+                     found["resultToInput"]["largest"]):
+        check(distance < 1e-6, found)
+    check_close(facts("info", out)["area"], 121, 1e-6, "plane")
+    for name, flags in (("elephant_soup.stl", ("--fraction", 0.1)), ("elephant.mesh", ("--tolerance", 1e-3)),
+                        ("lion_holes.mesh", ("--tolerance", 0.5))):
+        found = facts("reduce", DATA / name, "-o", out, *flags, "--report")
+        before, after = found["before"], facts("info", out)
+        same((found["vertices"], found["triangles"]), (after["vertices"], after["triangles"]), name)
+        wanted = 4446 if "--fraction" in flags else before["vertices"] - 1
+        check(after["vertices"] <= wanted, name, after["vertices"])
+        same((after["components"], len(after["boundaryLoops"]), after["nonManifoldEdges"]),
+             (1, 5 if "lion" in name else 0, 0), name)
+        measured = facts("distance", DATA / name, out, "--symmetric")
+        check(found["resultToInput"]["largest"] > measured["back"]["largest"], name)
+        check_close(found["inputToResult"]["largest"], measured["largest"], 1e-6, name)
+        if "deviation" in found:
+            check(measured["largest"] <= found["deviation"] * 1.000001, name, measured, found)
+
+
 def test_distance(folder):
     near, far = cube_file(folder / "near.mesh"), cube_file(folder / "far.mesh", 3, -1)
     moved = folder / "moved.mesh"
@@ -356,9 +419,9 @@ def test_rays(folder):
     cube = facts("rays", cube_file(folder / "cube.mesh"), "--rays", 4000)["random"]
     same({cube[key] for key in ("rays", "hits", "anyHits", "packetHits")}, {4000})
     n, ball = 60, folder / "ball.mesh"
-    points = [(1e-3 * math.sin(math.pi * i / n) * math.cos(2 * math.pi * j / n),
-               1e-3 * math.sin(math.pi * i / n) * math.sin(2 * math.pi * j / n),
-               1e-3 * math.cos(math.pi * i / n)) for i in range(n + 1) for j in range(n)]
+    turns = [math.pi * i / n for i in range(2 * n)]
+    points = [(1e-3 * math.sin(a) * math.cos(b), 1e-3 * math.sin(a) * math.sin(b),
+               1e-3 * math.cos(a)) for a in turns[:n + 1] for b in turns[::2]]
     quads = [(i * n + j, i * n + (j + 1) % n, (i + 1) * n + j, (i + 1) * n + (j + 1) % n)
              for i in range(n) for j in range(n)]
     ball.write_text(mesh_text(points, [t for a, b, c, d in quads for t in ((a, c, b), (b, c, d))]))
@@ -413,6 +476,13 @@ def test_refusals(folder):
         ("'2x' is no number", "intersect", mesh, mesh, "--transform", "0 1 2x"),
         ("'nan' is no number", "intersect", mesh, mesh, "--transform", "0 1 nan"),
         ("must be 0 0 0 1", "intersect", mesh, mesh, "--transform", 16 * "1 "),
+        ("1 option from", "smooth", mesh, "-o", out), ("--laplacian", "smooth", mesh, "-o", out, "--laplacian", 0),
+        ("1 option", "smooth", mesh, "-o", out, "--laplacian", 1, "--bilateral", 1),
+        ("SIGMA must be", "smooth", mesh, "-o", out, "--bilateral", "nan", 1),
+        ("N must be", "smooth", mesh, "-o", out, "--bilateral", 1, 1.5),
+        ("1 option from", "reduce", mesh, "-o", out),
+        ("--fraction", "reduce", mesh, "-o", out, "--fraction", 1.5),
+        ("--tolerance", "reduce", mesh, "-o", out, "--tolerance", -1),
         ("surface is required", "distance", mesh), ("--rays", "rays", mesh, "--rays", 3),
         ("none.mesh: holds no triangles", "distance", mesh, folder / "none.mesh", "-o", out),
         ("nan.mesh: vertex 1 has", "rays", folder / "nan.mesh"),
