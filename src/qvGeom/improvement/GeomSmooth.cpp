@@ -89,6 +89,8 @@ public:
         const MeshNormal& n = normals_[v];
         const Point p = pointOf(vertices_[v]);
         const Vector normal{n.x, n.y, n.z};
+        if (normal == Vector{0, 0, 0})
+            return vertices_[v];
         const double sum = gather(v, Plane(p, Normal(normal)));
         const auto count = static_cast<double>(heights_.size());
         if (heights_.empty())
