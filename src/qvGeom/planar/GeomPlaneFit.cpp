@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 
 #include "qvGeom/foundation/linear/Normal.h"
 #include "qvGeom/foundation/linear/Vector.h"
@@ -30,29 +29,49 @@ struct Moments {
     }
 
     /// Makes the largest diagonal entry 1, which no other entry exceeds. False when nothing is left
-    /// to scale: all entries are zero, or one is not a number.
+    /// to scale: all entries vanish, or one is not a number.
     bool normalize() {
         const double scale = std::max({xx, yy, zz});
-        if (!(scale > 0.0 && std::isfinite(xx + yy + zz)))
+        const double inverse = 1.0 / scale;
+        if (!(std::isfinite(inverse) && std::isfinite(xx + yy + zz)))
             return false;
         for (double* entry : {&xx, &yy, &zz, &xy, &xz, &yz})
-            *entry /= scale;
+            *entry *= inverse;
         return true;
+    }
+
+    Vector times(const Vector& v) const {
+        return {xx * v.x + xy * v.y + xz * v.z, xy * v.x + yy * v.y + yz * v.z,
+                xz * v.x + yz * v.y + zz * v.z};
     }
 
     /// Returns the direction that the matrix scales by `eigenvalue`, which lies apart from the
     /// other two.
-    Vector eigenvector(double eigenvalue) const {
-        const Vector rowX{xx - eigenvalue, xy, xz}, rowY{xy, yy - eigenvalue, yz},
-            rowZ{xz, yz, zz - eigenvalue};
-        Vector best = cross(rowX, rowY);
-        for (const Vector& other : {cross(rowY, rowZ), cross(rowZ, rowX)}) {
-            if (other.length2() > best.length2())
-                best = other;
-        }
-        return best.normalize() ? best : Vector{0.0, 0.0, 1.0};
+    Normal eigenvector(double eigenvalue) const {
+        const Vector rowX{xx - eigenvalue, xy, xz};
+        const Vector rowY{xy, yy - eigenvalue, yz};
+        const Vector rowZ{xz, yz, zz - eigenvalue};
+        const Vector first = cross(rowX, rowY), second = cross(rowY, rowZ);
+        const Vector third = cross(rowZ, rowX);
+        const Vector& longer = second.length2() > first.length2() ? second : first;
+        const Normal best(third.length2() > longer.length2() ? third : longer);
+        return best == Normal() ? Normal::z : best;
     }
 };
+
+/// Returns the unit vector, a mix of u and v, in which the moments with the entries `uu`, `vv` and
+/// `uv` are least: at a right angle to half the angle of (uu - vv, 2 uv).
+Normal leastBetween(const Vector& u, const Vector& v, double uu, double vv, double uv) {
+    const double cosine = uu - vv;
+    const double sine = 2.0 * uv;
+    const double length = std::sqrt(cosine * cosine + sine * sine);
+    if (!(length > 0.0))
+        return Normal(v);
+    // Of the sine and the cosine of the half, the larger comes from a sum and has all its digits.
+    const double larger = std::sqrt(0.5 + 0.5 * std::abs(cosine) / length);
+    const double smaller = 0.5 * (sine / length) / larger;
+    return Normal(cosine > 0.0 ? combine(-smaller, u, larger, v) : combine(-larger, u, smaller, v));
+}
 
 /// Returns the unit vector at right angles to `axis`, a unit vector too, in which the squares of
 /// the points' distances from `origin` add up to the least; zero where they are no numbers. The
@@ -66,8 +85,28 @@ Normal leastAcross(int n, const Point* points, const Point& origin, const Vector
         syy += y * y;
         sxy += x * y;
     }
-    const double angle = 0.5 * (std::atan2(2.0 * sxy, sxx - syy) + std::numbers::pi);
-    return Normal(combine(std::cos(angle), u, std::sin(angle), v));
+    return leastBetween(u, v, sxx, syy, sxy);
+}
+
+/// The same from moments that have the digits.
+Normal leastAcross(const Moments& moments, const Vector& axis) {
+    const Vector u = axis.orthogonalVector(), v = cross(axis, u);
+    const Vector mu = moments.times(u);
+    return leastBetween(u, v, dot(u, mu), dot(v, moments.times(v)), dot(v, mu));
+}
+
+/// Returns twice the cosine of a third of the angle that has this cosine, from 0 to 1: the root of
+/// x^3 - 3x = 2 cosine between the square root of 3 and 2.
+double twiceCosineOfThird(double cosine) {
+    // A cubic with the root's values and slopes at both ends; each step cubes what it is off.
+    double x = 1.7320508075688772 +
+               cosine * (0.33333333333333331 + cosine * (-0.0850412 + cosine * 0.0196571));
+    for (int step = 0; step < 2; ++step) {
+        const double value = x * (x * x - 3.0) - 2.0 * cosine;
+        const double slope = 3.0 * (x * x - 1.0);
+        x -= value * slope / (slope * slope - 3.0 * x * value);
+    }
+    return x;
 }
 
 Point centroidOf(int n, const Point* points) {
@@ -91,17 +130,20 @@ Normal leastDirection(int n, const Point* points, const Point& centroid) {
     const double mean = (m.xx + m.yy + m.zz) / 3.0;
     const double x = m.xx - mean, y = m.yy - mean, z = m.zz - mean;
     const double beside = m.xy * m.xy + m.xz * m.xz + m.yz * m.yz;
-    const double spread = std::sqrt((x * x + y * y + z * z + 2.0 * beside) / 6.0);
-    if (!(spread > 0.0)) // the same in all directions
+    const double spread2 = (x * x + y * y + z * z + 2.0 * beside) / 6.0;
+    if (!(spread2 > 0.0)) // the same in all directions
         return Normal::z;
     const double determinant = x * (y * z - m.yz * m.yz) - m.xy * (m.xy * z - m.yz * m.xz) +
                                m.xz * (m.xy * m.yz - y * m.xz);
-    const double skew = std::clamp(determinant / (2.0 * spread * spread * spread), -1.0, 1.0);
-    const double angle = std::acos(skew) / 3.0;
-    constexpr double kThird = 2.0 * std::numbers::pi / 3.0;
+    const double spread = std::sqrt(spread2);
+    const double skew = determinant / (2.0 * spread2 * spread);
+    const double apart = spread * twiceCosineOfThird(std::min(std::abs(skew), 1.0));
     if (skew < 0.0)
-        return Normal(m.eigenvector(mean + 2.0 * spread * std::cos(angle + kThird)));
-    return leastAcross(n, points, centroid, m.eigenvector(mean + 2.0 * spread * std::cos(angle)));
+        return m.eigenvector(mean - apart);
+    constexpr double kNarrow = 1e-3; // of the moments along the axis, those across it
+    const Normal axis = m.eigenvector(mean + apart);
+    return 2.0 * mean - apart > kNarrow ? leastAcross(m, axis)
+                                        : leastAcross(n, points, centroid, axis);
 }
 
 } // namespace

@@ -129,21 +129,21 @@ void RemovalPass::planBlock(int first, int last) {
 
 void RemovalPass::write(CompactMesh& mesh, Remap& remap) {
     const int numTriangles = mesh.getNumTriangles();
-    std::vector<MeshTriangle> replaced(mesh.getTriangles(), mesh.getTriangles() + numTriangles);
+    replaced_.assign(mesh.getTriangles(), mesh.getTriangles() + numTriangles);
     for (const int place : removed_) {
         const Plan& plan = plans_[place];
         const int* slot = scene_.adjTris->begin(vertices_[place]);
         const int* const end = scene_.adjTris->end(vertices_[place]);
         const MeshTriangle* next = workers_[plan.thread].triangles.data() + plan.firstTriangle;
         for (; slot != end - 2; ++slot)
-            replaced[*slot] = *next++;
-        replaced[slot[0]][0] = replaced[slot[1]][0] = kGone;
+            replaced_[*slot] = *next++;
+        replaced_[slot[0]][0] = replaced_[slot[1]][0] = kGone;
     }
 
     remap.setDeleteMap(*scene_.chosen);
     CompactMesh rebuilt;
     rebuilt.resizeTriangleArray(numTriangles - 2 * static_cast<int>(removed_.size()));
-    CompactAlg compacting(replaced, remap, rebuilt.getTriangles());
+    CompactAlg compacting(replaced_, remap, rebuilt.getTriangles());
     qvUtil::ThreadPool::get().run(compacting);
     meshReplaceTriangles(mesh, remap, rebuilt);
 }

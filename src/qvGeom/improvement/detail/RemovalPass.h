@@ -69,6 +69,7 @@ private:
     std::vector<Plan> plans_;   // of each
     std::vector<Worker> workers_;
     std::vector<int> removed_; // places in vertices_
+    std::vector<MeshTriangle> replaced_;
 };
 
 } // namespace detail

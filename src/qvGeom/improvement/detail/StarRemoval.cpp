@@ -15,6 +15,7 @@ using qvLinear::Point;
 namespace {
 
 constexpr int kImprovementRounds = 10;
+constexpr int kFewSides = 32; // found by looking at one after the other
 
 Point positionOf(const MeshVertex& vertex) { return {vertex.x, vertex.y, vertex.z}; }
 
@@ -52,13 +53,13 @@ StarRemoval::Outcome StarRemoval::run(int v, AddedParts* added) {
 /// Walks around the vertex, from the last of its triangles on. False unless one walk through
 /// triangles that are wound alike meets all of them and comes back.
 bool StarRemoval::gatherPolygon(int v) {
-    const int* const begin = scene_->adjTris->begin(v);
+    const int* const triangles = scene_->adjTris->begin(v);
     const int count = scene_->adjTris->setSize(v);
-    if (count < 3)
+    if (count < 3 || count != scene_->adjVertices->getCount(v))
         return false;
     rim_.resize(count);
     for (int i = 0; i < count; ++i) {
-        const MeshTriangle& triangle = scene_->triangles[begin[i]];
+        const MeshTriangle& triangle = scene_->triangles[triangles[i]];
         const int corner = triangle[0] == v ? 0 : triangle[1] == v ? 1 : 2;
         rim_[i] = {triangle[(corner + 1) % 3], triangle[(corner + 2) % 3]};
         if (rim_[i][0] == v || rim_[i][1] == v || rim_[i][0] == rim_[i][1])
@@ -66,18 +67,23 @@ bool StarRemoval::gatherPolygon(int v) {
     }
 
     const int first = rim_[count - 1][0];
-    std::sort(rim_.begin(), rim_.end());
+    const bool isSorted = count > kFewSides;
+    if (isSorted)
+        std::sort(rim_.begin(), rim_.end());
     polygon_.clear();
     int corner = first;
     for (int i = 0; i < count; ++i) {
-        const auto side = std::lower_bound(rim_.begin(), rim_.end(), std::array{corner, 0});
+        const auto startsAtCorner = [corner](const auto& side) { return side[0] == corner; };
+        const auto side = isSorted
+                              ? std::lower_bound(rim_.begin(), rim_.end(), std::array{corner, 0})
+                              : std::find_if(rim_.begin(), rim_.end(), startsAtCorner);
         if (side == rim_.end() || (*side)[0] != corner || (i > 0 && corner == first))
             return false;
         polygon_.push_back(corner);
         corner = (*side)[1];
     }
-    const auto sameStart = [](const auto& a, const auto& b) { return a[0] == b[0]; };
-    return corner == first && std::adjacent_find(rim_.begin(), rim_.end(), sameStart) == rim_.end();
+    // With as many neighbours as triangles, and none met twice, this is all of both.
+    return corner == first;
 }
 
 StarRemoval::Outcome StarRemoval::cutEars(int v, const AddedParts* added) {
