@@ -1,0 +1,334 @@
+/// \file
+/// The samples of a triangle with what is done to them inlined, and a run at a time.
+///
+/// A sample is inside when three edge functions, in single precision and of corners in a fixed
+/// order, agree in sign. Products may be hoisted out of loops, but never grown by adding: each
+/// sample has the bits that it would have alone.
+#pragma once
+
+#include <algorithm>
+#include <bit>
+#include <cfloat>
+#include <cmath>
+#include <cstdint>
+
+#include "qvGeom/foundation/linear/Convert.h"
+#include "qvGeom/foundation/linear/Point2.h"
+#include "qvGeom/foundation/linear/Tolerances.h"
+#include "qvGeom/view/GeomScanConvert.h"
+#include "qvGeom/view/detail/Lanes.h"
+
+namespace qvGeom::detail {
+
+using qvLinear::Point2Flt;
+
+/// The pixels at and below, and at and above, a position; NaN and what is before the image give 0.
+inline int pixelBelow(float at, int max) {
+    return !(at > 0.0F) ? 0 : at >= static_cast<float>(max) ? max : static_cast<int>(at);
+}
+
+inline int pixelAbove(float at, int max) {
+    const int below = pixelBelow(at, max);
+    return below + (below < max && static_cast<float>(below) < at);
+}
+
+/// Exchanges the points unless they are in the order of y, then x; without a branch, since which
+/// way it goes is anybody's guess.
+inline void sortByY(Point2Flt& a, Point2Flt& b) {
+    const bool swapped = (b.y < a.y) | ((b.y == a.y) & (b.x < a.x));
+    auto bitsA = std::bit_cast<std::uint64_t>(a), bitsB = std::bit_cast<std::uint64_t>(b);
+    const std::uint64_t change = (bitsA ^ bitsB) & -std::uint64_t{swapped};
+    a = std::bit_cast<Point2Flt>(bitsA ^ change);
+    b = std::bit_cast<Point2Flt>(bitsB ^ change);
+}
+
+/// The pixels between which the samples of a triangle lie, ends included.
+struct PixelRect {
+    int firstX, lastX, firstY, lastY;
+
+    int width() const { return lastX - firstX + 1; }
+
+    int height() const { return lastY - firstY + 1; }
+};
+
+/// A triangle with its corners in the order of y, then x.
+struct SortedTriangle {
+    Point2Flt a, b, c;
+    float minX, maxX;
+
+    SortedTriangle(const Point2Flt& p0, const Point2Flt& p1, const Point2Flt& p2)
+        : a(p0),
+          b(p1),
+          c(p2),
+          minX(std::min(std::min(p0.x, p1.x), p2.x)),
+          maxX(std::max(std::max(p0.x, p1.x), p2.x)) {
+        sortByY(a, b);
+        sortByY(b, c);
+        sortByY(a, b);
+    }
+
+    bool isFinite() const { // zero times anything else is NaN
+        return 0.0F * a.x + 0.0F * b.x + 0.0F * c.x + 0.0F * a.y + 0.0F * b.y + 0.0F * c.y == 0.0F;
+    }
+
+    bool isBesideImage() const { return a.y > 1.0F || c.y < 0.0F || minX > 1.0F || maxX < 0.0F; }
+
+    PixelRect pixels(const SampleGrid& grid) const {
+        const float x = static_cast<float>(grid.maxX), y = static_cast<float>(grid.maxY);
+        return {pixelBelow(minX * x, grid.maxX), pixelAbove(maxX * x, grid.maxX),
+                pixelBelow(a.y * y, grid.maxY), pixelAbove(c.y * y, grid.maxY)};
+    }
+};
+
+/// Tells on which side of an edge a point is, and is 0 on it.
+struct EdgeFunction {
+    float along, across; ///< By how much it grows in x and in y.
+    Point2Flt from;
+
+    EdgeFunction(const Point2Flt& start, const Point2Flt& end)
+        : along(start.y - end.y),
+          across(end.x - start.x),
+          from(start) {}
+
+    /// The two terms of the function: that of x, then that of y is added.
+    float ofX(float x) const { return along * (x - from.x); }
+
+    float ofY(float y) const { return across * (y - from.y); }
+
+    Float4 ofX(Float4 x) const { return splat(along) * (x - splat(from.x)); }
+};
+
+struct EdgeFunctions {
+    EdgeFunction edge[3];
+
+    explicit EdgeFunctions(const SortedTriangle& t) : edge{{t.b, t.c}, {t.c, t.a}, {t.a, t.b}} {}
+
+    /// 1 or -1 when samples can only be inside with all functions at least, or at most, 0. Is 0
+    /// when the triangle is so thin that rounding may make either so.
+    int winding(const SortedTriangle& t, const SampleGrid& grid, const PixelRect& rect) const;
+};
+
+inline int EdgeFunctions::winding(const SortedTriangle& t, const SampleGrid& grid,
+                                  const PixelRect& rect) const {
+    // The functions add up to twice the area. Each is off by less than a few units in the last
+    // place of its two terms: if all have the wrong sign, the area is less than those errors.
+    constexpr float kError = 8.0F * FLT_EPSILON, kLeastError = 16.0F * FLT_MIN, kHuge = 0x1p60F;
+    const float sizeX =
+        std::max(t.maxX, grid.x(rect.lastX)) - std::min(t.minX, grid.x(rect.firstX));
+    const float sizeY = std::max(t.c.y, grid.y(rect.lastY)) - std::min(t.a.y, grid.y(rect.firstY));
+    if (!(sizeX < kHuge && sizeY < kHuge)) // products might overflow
+        return 0;
+    float error = kLeastError;
+    for (const EdgeFunction& e : edge)
+        error += kError * (std::abs(e.along) * sizeX + std::abs(e.across) * sizeY);
+    const qvLinear::Point2 a = qvLinear::widen(t.a);
+    const double area = cross(qvLinear::widen(t.b) - a, qvLinear::widen(t.c) - a);
+    return area > error ? 1 : area < -error ? -1 : 0;
+}
+
+/// Calls onRun(y, begin, end) for every run of samples that are inside, evaluating all samples, as
+/// suits small triangles and those of no clear winding.
+template <class OnRun>
+void findRunsByMask(const SampleGrid& grid, const PixelRect& rect, const EdgeFunctions& functions,
+                    const OnRun& onRun) {
+    constexpr int kBlocks = 4, kColumns = 4 * kBlocks;
+    const EdgeFunction* edge = functions.edge;
+    Float4 terms[3][kBlocks];
+    const auto computeTerms = [&](int begin, int blocks) {
+        for (int block = 0; block < blocks; ++block) {
+            const int c = begin + 4 * block;
+            const Float4 column = __builtin_convertvector((Mask4{c, c + 1, c + 2, c + 3}), Float4);
+            const Float4 x = column * splat(grid.scaleX) + splat(grid.offsetX);
+            for (int k = 0; k < 3; ++k)
+                terms[k][block] = edge[k].ofX(x);
+        }
+    };
+
+    for (int y = rect.firstY; y <= rect.lastY; ++y) {
+        const float sampleY = grid.y(y);
+        const Float4 ofY[3] = {splat(edge[0].ofY(sampleY)), splat(edge[1].ofY(sampleY)),
+                               splat(edge[2].ofY(sampleY))};
+        for (int begin = rect.firstX; begin <= rect.lastX; begin += kColumns) {
+            const int columns = std::min(kColumns, rect.lastX + 1 - begin);
+            const int blocks = (columns + 3) / 4;
+            if (y == rect.firstY || rect.width() > kColumns)
+                computeTerms(begin, blocks);
+            unsigned inside = 0;
+            for (int block = 0; block < blocks; ++block) {
+                const Float4 e0 = terms[0][block] + ofY[0], e1 = terms[1][block] + ofY[1],
+                             e2 = terms[2][block] + ofY[2];
+                const Float4 zero{};
+                const Mask4 mask = ((e0 >= zero) & (e1 >= zero) & (e2 >= zero)) |
+                                   ((e0 <= zero) & (e1 <= zero) & (e2 <= zero));
+                inside |= bitsOf(mask) << (4 * block);
+            }
+            inside &= (1U << columns) - 1U;
+            while (inside != 0) {
+                const int first = std::countr_zero(inside);
+                const int end = first + std::countr_one(inside >> first);
+                onRun(y, begin + first, begin + end);
+                inside &= ~0U << end;
+            }
+        }
+    }
+}
+
+/// An edge function turned so that the triangle is where it is at least 0, along one row. Rounding
+/// keeps the order of what is rounded: the function rises, falls or is constant along the row.
+class EdgeOnRows {
+public:
+    EdgeOnRows(const EdgeFunction& edge, int winding, const SampleGrid& grid)
+        : edge_(edge),
+          grid_(grid),
+          origin_((edge.from.x - grid.offsetX) / grid.scaleX) {
+        if (winding < 0) {
+            edge_.along = -edge_.along;
+            edge_.across = -edge_.across;
+        }
+        columnsPerTerm_ = 1.0F / (edge_.along * grid.scaleX);
+    }
+
+    /// Cuts off the columns of [begin, end) where row `y` is outside.
+    void narrow(float y, int& begin, int& end) const {
+        const float ofY = edge_.ofY(y);
+        if (edge_.along > 0.0F)
+            begin = firstWith(true, ofY, begin, end);
+        else if (edge_.along < 0.0F)
+            end = firstWith(false, ofY, begin, end);
+        else if (begin < end && !isInside(ofY, begin))
+            end = begin;
+    }
+
+private:
+    bool isInside(float ofY, int column) const { return edge_.ofX(grid_.x(column)) + ofY >= 0.0F; }
+
+    /// Where the columns begin that are inside, or outside: guesses, and halves what is left of the
+    /// range when the guess is wrong.
+    int firstWith(bool inside, float ofY, int begin, int end) const {
+        const float exact = origin_ - ofY * columnsPerTerm_;
+        int at = !(exact > static_cast<float>(begin)) ? begin
+                 : exact >= static_cast<float>(end)   ? end
+                                                      : static_cast<int>(exact) + 1;
+        while (begin < end) {
+            if (at < end && isInside(ofY, at) != inside)
+                begin = at + 1;
+            else if (at == begin || isInside(ofY, at - 1) != inside)
+                return at;
+            else
+                end = at - 1;
+            at = begin + (end - begin) / 2;
+        }
+        return begin;
+    }
+
+    EdgeFunction edge_;
+    const SampleGrid& grid_;
+    float origin_;         // the column of the edge's start
+    float columnsPerTerm_; // how many columns make up for one unit of the term of y
+};
+
+/// The same, looking for the ends of each row's run alone.
+template <class OnRun>
+void findRunsByEnds(const SampleGrid& grid, const PixelRect& rect, const EdgeFunctions& functions,
+                    int winding, const OnRun& onRun) {
+    const EdgeOnRows edges[3] = {{functions.edge[0], winding, grid},
+                                 {functions.edge[1], winding, grid},
+                                 {functions.edge[2], winding, grid}};
+    for (int y = rect.firstY; y <= rect.lastY; ++y) {
+        const float sampleY = grid.y(y);
+        int begin = rect.firstX, end = rect.lastX + 1;
+        for (const EdgeOnRows& edge : edges)
+            edge.narrow(sampleY, begin, end);
+        if (begin < end)
+            onRun(y, begin, end);
+    }
+}
+
+/// The weights u of the second and v of the third corner for the samples of one row, as
+/// isPointInTriangleDefinitive() computes them.
+struct SampleWeights {
+    float scale, offset, originX, y;
+    qvLinear::Point2Flt toSecond, toThird;
+    float area;
+
+    void at(int column, float& u, float& v) const {
+        const float x = static_cast<float>(column) * scale + offset - originX;
+        v = (y * toSecond.x - toSecond.y * x) / area;
+        u = (x - v * toThird.x) / toSecond.x;
+    }
+};
+
+/// The same where the second corner is above or below the first.
+struct UprightSampleWeights : SampleWeights {
+    void at(int column, float& u, float& v) const {
+        const float x = static_cast<float>(column) * scale + offset - originX;
+        v = x / toThird.x;
+        u = (y - v * toThird.y) / toSecond.y;
+    }
+};
+
+/// The same for a triangle too small or too thin for the others. A sample may be outside of it by
+/// more than its width: it gets the weights of some point inside.
+struct ThinSampleWeights {
+    const SampleGrid& grid;
+    qvLinear::Point2 origin;
+    qvLinear::Vector2 toSecond, toThird;
+    double area, sampleY;
+
+    void at(int column, float& u, float& v) const {
+        const qvLinear::Vector2 d{qvLinear::widen(grid.x(column)) - origin.x, sampleY - origin.y};
+        u = std::clamp(qvLinear::narrow(cross(d, toThird) / area), 0.0F, 1.0F);
+        v = std::clamp(qvLinear::narrow(cross(toSecond, d) / area), 0.0F, 1.0F - u);
+    }
+};
+
+/// Finds the samples of the triangle as MeshScanConverter does, but calls onTriangle(width, height)
+/// and onRun(y, begin, end, weights), the latter for runs of neighbouring samples in a row;
+/// weights.at(column, u, v) gives those of a sample. Returns the number of samples.
+template <class OnTriangle, class OnRun>
+int scanTriangle(const SampleGrid& grid, const Point2Flt& p0, const Point2Flt& p1,
+                 const Point2Flt& p2, const OnTriangle& onTriangle, const OnRun& onRun) {
+    const SortedTriangle triangle(p0, p1, p2);
+    if (triangle.isBesideImage() || !triangle.isFinite() || grid.maxX < 0 || grid.maxY < 0)
+        return 0;
+    const PixelRect rect = triangle.pixels(grid);
+    onTriangle(rect.width(), rect.height());
+
+    int count = 0;
+    const EdgeFunctions edges(triangle);
+    const auto findRuns = [&](auto weights, const auto& moveToRow) {
+        const auto onWeightedRun = [&](int y, int begin, int end) {
+            count += end - begin;
+            moveToRow(weights, grid.y(y));
+            onRun(y, begin, end, weights);
+        };
+        constexpr int kNarrow = 16;
+        const int winding = rect.width() > kNarrow ? edges.winding(triangle, grid, rect) : 0;
+        if (winding != 0)
+            findRunsByEnds(grid, rect, edges, winding, onWeightedRun);
+        else
+            findRunsByMask(grid, rect, edges, onWeightedRun);
+    };
+
+    constexpr float kTol = qvLinear::epsilonTolFlt;
+    const Point2Flt e1{p1.x - p0.x, p1.y - p0.y}, e2{p2.x - p0.x, p2.y - p0.y};
+    const SampleWeights weights{
+        grid.scaleX, grid.offsetX, p0.x, 0.0F, e1, e2, e2.y * e1.x - e1.y * e2.x};
+    const auto moveToRow = [&p0](SampleWeights& w, float y) { w.y = y - p0.y; };
+    if (std::abs(e1.x) >= kTol && std::abs(weights.area) >= kTol) {
+        findRuns(weights, moveToRow);
+    } else if (std::abs(e1.x) < kTol && std::abs(e2.x) >= kTol && std::abs(e1.y) >= kTol) {
+        findRuns(UprightSampleWeights{weights}, moveToRow);
+    } else {
+        const qvLinear::Point2 origin = qvLinear::widen(p0);
+        const qvLinear::Vector2 toSecond = qvLinear::widen(p1) - origin,
+                                toThird = qvLinear::widen(p2) - origin;
+        const double area = cross(toSecond, toThird);
+        if (area != 0.0)
+            findRuns(ThinSampleWeights{grid, origin, toSecond, toThird, area, 0.0},
+                     [](ThinSampleWeights& w, float y) { w.sampleY = qvLinear::widen(y); });
+    }
+    return count;
+}
+
+} // namespace qvGeom::detail
