@@ -94,31 +94,33 @@ IncompleteCholeskyPreconditioner::~IncompleteCholeskyPreconditioner() = default;
 // that row k of the transpose has so far, in ascending order; all others would take off zero. Only
 // zero times an infinite or undefined R(i,j) is not zero, so that an entry in such a column j looks
 // at the rows with an R(i,j) as well.
+void IncompleteCholeskyPreconditioner::takeEarlierRowsOff(int k, bool columnIsFinite,
+                                                          SparseElement& entry) {
+    const int j = entry.column;
+    earlierRows_.clear();
+    for (const SparseElement& earlier : lower_.row(k))
+        earlierRows_.push_back(earlier.column);
+    if (!columnIsFinite) {
+        const auto middle = static_cast<std::ptrdiff_t>(earlierRows_.size());
+        for (const SparseElement& earlier : lower_.row(j))
+            earlierRows_.push_back(earlier.column);
+        std::inplace_merge(earlierRows_.begin(), earlierRows_.begin() + middle, earlierRows_.end());
+    }
+    int last = -1;
+    for (const int i : earlierRows_) {
+        if (i != last && entry.value != 0.0)
+            entry.value -= upper_.getElement(i, j) * upper_.getElement(i, k);
+        last = i;
+    }
+}
+
 void IncompleteCholeskyPreconditioner::factorize() {
     const int n = upper_.size();
     std::vector<bool> columnIsFinite(static_cast<std::size_t>(n), true);
-    std::vector<int> earlierRows;
     for (int k = 0; k < n; ++k) {
         std::vector<SparseElement>& row = upper_.rows_[k].entries;
-        for (SparseElement& entry : row) {
-            const int j = entry.column;
-            earlierRows.clear();
-            for (const SparseElement& earlier : lower_.row(k))
-                earlierRows.push_back(earlier.column);
-            if (!columnIsFinite[j]) {
-                const auto middle = static_cast<std::ptrdiff_t>(earlierRows.size());
-                for (const SparseElement& earlier : lower_.row(j))
-                    earlierRows.push_back(earlier.column);
-                std::inplace_merge(earlierRows.begin(), earlierRows.begin() + middle,
-                                   earlierRows.end());
-            }
-            int last = -1;
-            for (const int i : earlierRows) {
-                if (i != last && entry.value != 0.0)
-                    entry.value -= upper_.getElement(i, j) * upper_.getElement(i, k);
-                last = i;
-            }
-        }
+        for (SparseElement& entry : row)
+            takeEarlierRowsOff(k, columnIsFinite[entry.column], entry);
         if (row.empty())
             continue;
 

@@ -102,11 +102,11 @@ public:
     /// Whether stored diagonal entries are positive, all others not, no row has a negative sum and
     /// at least one a positive sum. False for a matrix without rows.
     bool isMMatrix() const;
-    /// Makes `L` the lower factor of A = L L^T, reading the upper triangle of A; every entry on and
-    /// below the diagonal is stored, zeros too. False at the first pivot that is not positive; the
-    /// rows from there on are then incomplete. `L` is not this matrix. Takes cubic time: meant for
-    /// tests of definiteness.
-    bool choleskyFactorization(SparseMatrix& L) const;
+    /// Makes `factor` the lower factor L of A = L L^T, reading the upper triangle of A; every entry
+    /// on and below the diagonal is stored, zeros too. False at the first pivot that is not
+    /// positive; the rows from there on are then incomplete. `factor` is not this matrix. Takes
+    /// cubic time: meant for tests of definiteness.
+    bool choleskyFactorization(SparseMatrix& factor) const;
     bool isPositiveDefinite() const;
 
     /// Writes to standard output how many rows have which number of entries, on one line without
@@ -140,6 +140,9 @@ QVGEOM_API std::ostream& operator<<(std::ostream& out, const SparseMatrix& matri
 /// Approximates the inverse of a matrix.
 class QVGEOM_API Preconditioner {
 public:
+    Preconditioner() = default;
+    Preconditioner(const Preconditioner&) = delete;
+    Preconditioner& operator=(const Preconditioner&) = delete;
     virtual ~Preconditioner();
     /// z = M^-1 r; both have the matrix's size and are not the same.
     virtual void applyInverse(const NVector& r, NVector& z) const = 0;
@@ -163,6 +166,8 @@ private:
 class QVGEOM_API IncompleteCholeskyPreconditioner : public Preconditioner {
 public:
     explicit IncompleteCholeskyPreconditioner(const SparseMatrix& a);
+    IncompleteCholeskyPreconditioner(const IncompleteCholeskyPreconditioner&) = delete;
+    IncompleteCholeskyPreconditioner& operator=(const IncompleteCholeskyPreconditioner&) = delete;
     ~IncompleteCholeskyPreconditioner() override;
     void applyInverse(const NVector& r, NVector& z) const override;
     /// The same, and returns r . z.
@@ -176,9 +181,11 @@ private:
     struct Sweeps;
 
     void factorize();
+    void takeEarlierRowsOff(int k, bool columnIsFinite, SparseElement& entry);
 
     SparseMatrix upper_;
-    SparseMatrix lower_; // the transpose of the upper one
+    SparseMatrix lower_;           // the transpose of the upper one
+    std::vector<int> earlierRows_; // of one entry, kept for the memory
     std::unique_ptr<Sweeps> sweeps_;
 };
 

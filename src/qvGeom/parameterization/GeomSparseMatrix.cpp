@@ -179,24 +179,24 @@ bool SparseMatrix::isMMatrix() const {
     return strictSomewhere;
 }
 
-bool SparseMatrix::choleskyFactorization(SparseMatrix& L) const {
-    assert(&L != this);
-    L.setToZero(size());
+bool SparseMatrix::choleskyFactorization(SparseMatrix& factor) const {
+    assert(&factor != this);
+    factor.setToZero(size());
     for (int k = 0; k < size(); ++k) {
         for (int i = k; i < size(); ++i) {
-            // Rows of L are filled from column 0 on without gaps, so that an entry's place is its
-            // column.
-            const std::vector<SparseElement>& rowI = L.row(i);
-            const std::vector<SparseElement>& rowK = L.row(k);
+            // Rows of the factor are filled from column 0 on without gaps, so that an entry's place
+            // is its column.
+            const std::vector<SparseElement>& rowI = factor.row(i);
+            const std::vector<SparseElement>& rowK = factor.row(k);
             double x = getElement(k, i);
             for (int m = k - 1; m >= 0; --m)
                 x -= rowI[m].value * rowK[m].value;
             if (i > k)
-                L.append(i, k, x / rowK[k].value);
+                factor.append(i, k, x / rowK[k].value);
             else if (x <= 0.0)
                 return false;
             else
-                L.append(k, k, std::sqrt(x));
+                factor.append(k, k, std::sqrt(x));
         }
     }
     return true;

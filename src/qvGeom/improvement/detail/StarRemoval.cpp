@@ -232,7 +232,9 @@ StarRemoval::Answer StarRemoval::isJoined(int v, int c, int d, const AddedParts*
 /// Whether there is a triangle on these corners, in either sense.
 StarRemoval::Answer StarRemoval::isTriangle(int v, const int corners[3],
                                             const AddedParts* added) const {
-    const auto [a, b, c] = std::array{corners[0], corners[1], corners[2]};
+    const int a = corners[0];
+    const int b = corners[1];
+    const int c = corners[2];
     const MeshAdjTris& adjTris = *scene_->adjTris;
     const bool exists = std::any_of(adjTris.begin(a), adjTris.end(a), [&](int t) {
         return hasCorner(scene_->triangles[t], b) && hasCorner(scene_->triangles[t], c);
