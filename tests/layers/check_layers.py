@@ -13,7 +13,8 @@ LAYERS = [
     ["planar", "topology", "io"],
     ["editing", "spatial"],
     ["foundation/cache"],  # foundation's one room above the tables it keeps
-    ["cutting", "improvement", "view", "parameterization"],
+    ["cutting"],
+    ["improvement", "view", "parameterization"],
 ]
 RANK = {folder: rank for rank, row in enumerate(LAYERS) for folder in row}
 
