@@ -42,16 +42,17 @@ Position positionOf(const CompactMesh& mesh, int v) {
     return {mesh.getVertices()[v].x, mesh.getVertices()[v].y, mesh.getVertices()[v].z};
 }
 
-/// The triangles by their corners, each beginning with the lowest.
-std::multiset<std::array<int, 3>> trianglesOf(const CompactMesh& mesh) {
-    std::multiset<std::array<int, 3>> all;
+/// The triangles by their corners, each beginning with the lowest, in ascending order.
+std::vector<std::array<int, 3>> trianglesOf(const CompactMesh& mesh) {
+    std::vector<std::array<int, 3>> all;
     for (int t = 0; t < mesh.getNumTriangles(); ++t) {
         std::array<int, 3> corners;
         std::copy_n(mesh.getTriangles()[t].v, 3, corners.begin());
         std::rotate(corners.begin(), std::min_element(corners.begin(), corners.end()),
                     corners.end());
-        all.insert(corners);
+        all.push_back(corners);
     }
+    std::sort(all.begin(), all.end());
     return all;
 }
 
@@ -59,16 +60,18 @@ std::multiset<std::array<int, 3>> trianglesOf(const CompactMesh& mesh) {
 /// is used twice the same way, a degenerate one as an edge from a vertex to itself.
 struct Topology {
     explicit Topology(const CompactMesh& mesh) {
-        std::map<std::array<int, 2>, int> sides;
+        std::vector<std::array<int, 2>> sides;
         for (const auto& [a, b, c] : trianglesOf(mesh))
-            ++sides[{a, b}], ++sides[{b, c}], ++sides[{c, a}];
+            sides.insert(sides.end(), {{a, b}, {b, c}, {c, a}});
+        std::sort(sides.begin(), sides.end());
         int numEdges = 0;
-        for (const auto& [side, uses] : sides) {
-            const bool hasTwin = sides.count({side[1], side[0]}) > 0;
-            numBadEdges += uses > 1 || side[0] == side[1];
-            numEdges += !hasTwin || side[0] < side[1];
+        for (std::size_t i = 0; i < sides.size(); ++i) {
+            const auto& [a, b] = sides[i];
+            const bool hasTwin = std::binary_search(sides.begin(), sides.end(), std::array{b, a});
+            numBadEdges += a == b || (i > 0 && sides[i] == sides[i - 1]);
+            numEdges += !hasTwin || a < b;
             if (!hasTwin)
-                boundary.insert({positionOf(mesh, side[0]), positionOf(mesh, side[1])});
+                boundary.insert({positionOf(mesh, a), positionOf(mesh, b)});
         }
         euler = mesh.getNumVertices() - numEdges + mesh.getNumTriangles();
         qvGeom::MeshAdjTris adjTris;
@@ -107,16 +110,17 @@ struct Reduction {
 
     /// Whether the mesh is sound, the one notice maps its vertices and `removed` has the others.
     void check() const {
-        EXPECT_EQ(Topology(before), Topology(after));
+        EXPECT_TRUE(Topology(before) == Topology(after));
         const bool isReduced = after.getNumVertices() < before.getNumVertices();
         ASSERT_EQ(remaps.size(), isReduced ? 1U : 0U);
         if (!isReduced)
             return;
-        std::set<Position> gone;
+        std::vector<Position> gone;
         for (const Point& p : removed) {
             const qvLinear::PointFlt q = qvLinear::narrow(p);
-            gone.insert({q.x, q.y, q.z});
+            gone.push_back({q.x, q.y, q.z});
         }
+        std::sort(gone.begin(), gone.end());
         int numKept = 0;
         for (int v = 0; v < before.getNumVertices(); ++v) {
             const Position position = positionOf(before, v);
@@ -124,7 +128,7 @@ struct Reduction {
                 ASSERT_EQ(remaps[0][v], numKept++);
                 ASSERT_EQ(position, positionOf(after, remaps[0][v]));
             } else {
-                ASSERT_TRUE(gone.count(position));
+                ASSERT_TRUE(std::binary_search(gone.begin(), gone.end(), position));
             }
         }
         EXPECT_EQ(numKept, after.getNumVertices());
@@ -352,7 +356,7 @@ TEST(MeshReduce, stopsWhereItIsCancelledWithASoundMesh) {
         EXPECT_GT(numReports, 5);
         EXPECT_TRUE(
             std::is_sorted(whole.cancel.fractions().begin(), whole.cancel.fractions().end()));
-        for (int reports = 0; reports <= numReports; ++reports) {
+        for (int reports = 0; reports <= numReports; reports += toFraction ? 1 : 3) {
             SCOPED_TRACE(reports);
             Reduction reduction(mesh, reports);
             qvGeom::SimpleMeshCache cache;

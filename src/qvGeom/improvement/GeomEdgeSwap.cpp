@@ -1,10 +1,10 @@
 #include "qvGeom/improvement/GeomEdgeSwap.h"
 
 #include <cmath>
-#include <numbers>
 #include <vector>
 
 #include "qvGeom/foundation/linear/Linear.h"
+#include "qvGeom/improvement/detail/SwapCriteria.h"
 
 namespace qvGeom {
 
@@ -14,9 +14,7 @@ using qvLinear::Vector;
 
 namespace {
 
-constexpr double kRightAngle = 0.5 * std::numbers::pi;
 constexpr double kFeatureAngle = 0.04363323129985824; // 2.5 degrees
-constexpr double kClearSine = 1e-12;                  // some thousand times the rounding of a sine
 
 /// The corners of the triangles beside an edge A-B: C on its own side, D on its twin's.
 struct Quad {
@@ -31,72 +29,6 @@ struct Quad {
     const Point& c;
     const Point& d;
 };
-
-/// Whether products of four such squared lengths neither vanish nor overflow.
-bool isModerate(double length2) { return length2 > 1e-70 && length2 < 1e70; }
-
-double angleAt(const Point& apex, const Point& p, const Point& q) {
-    return qvLinear::angle(Normal(p - apex), Normal(q - apex));
-}
-
-/// A direction in the plane whose argument is the sum of two angles of 0 to pi each.
-struct AngleSum {
-    /// Of the angle between p and q and that between r and s.
-    AngleSum(const Vector& p, const Vector& q, const Vector& r, const Vector& s) {
-        const double cosine1 = dot(p, q);
-        const double sine1 = cross(p, q).length();
-        const double cosine2 = dot(r, s);
-        const double sine2 = cross(r, s).length();
-        cosine = cosine1 * cosine2 - sine1 * sine2;
-        sine = cosine1 * sine2 + sine1 * cosine2;
-    }
-
-    double cosine, sine;
-};
-
-enum class Order { Less, Greater, Unclear };
-
-/// Compares the sums of the angles at C and D and of those at A and B, unless they are too close,
-/// or too near to a multiple of pi, for that without their values.
-Order compareOppositeAngles(const Quad& quad) {
-    const Vector ca = quad.a - quad.c;
-    const Vector cb = quad.b - quad.c;
-    const Vector da = quad.a - quad.d;
-    const Vector db = quad.b - quad.d;
-    const double lengths2[] = {ca.length2(), cb.length2(), da.length2(), db.length2()};
-    for (const double length2 : lengths2) {
-        if (!isModerate(length2))
-            return Order::Unclear;
-    }
-
-    // Each side of the quad is in both products once, so that they are equally long.
-    const AngleSum old(ca, cb, da, db);
-    const AngleSum swapped(ca, da, cb, db);
-    const double size2 = lengths2[0] * lengths2[1] * lengths2[2] * lengths2[3];
-    const double clear = kClearSine * std::sqrt(size2);
-    if (std::abs(old.sine) <= clear || std::abs(swapped.sine) <= clear)
-        return Order::Unclear;
-    if ((old.sine > 0) != (swapped.sine > 0)) // one below pi, one above
-        return old.sine > 0 ? Order::Less : Order::Greater;
-    const double sineOfDifference = old.sine * swapped.cosine - old.cosine * swapped.sine;
-    if (std::abs(sineOfDifference) <= kClearSine * size2)
-        return Order::Unclear;
-    return sineOfDifference > 0 ? Order::Greater : Order::Less;
-}
-
-/// Whether the triangles (D, B, C) and (D, C, A) face at most a right angle apart.
-bool faceAlike(const Quad& quad) {
-    Vector n1 = cross(quad.b - quad.d, quad.c - quad.d);
-    Vector n2 = cross(quad.c - quad.d, quad.a - quad.d);
-    const double length1 = n1.length2();
-    const double length2 = n2.length2();
-    if (isModerate(length1) && isModerate(length2)) {
-        const double cosine = dot(n1, n2);
-        if (cosine * cosine > kClearSine * kClearSine * length1 * length2)
-            return cosine > 0;
-    }
-    return n1.normalize() && n2.normalize() && qvLinear::angle(n1, n2) <= kRightAngle;
-}
 
 /// Notices passes that go round in a circle. What a pass does follows from the connections alone
 /// when the criteria read nothing but the mesh, so that the first repeat is one for ever.
@@ -177,19 +109,17 @@ void MeshEdgeSwapper::minimizeOppositeAngleSum(TopoMeshEdge edge, bool& veto) {
         return;
     }
     const Quad quad(*edge.mesh, edge.id, twin);
-    const Order order = compareOppositeAngles(quad);
-    if (order == Order::Unclear) {
-        const double old = angleAt(quad.c, quad.a, quad.b) + angleAt(quad.d, quad.a, quad.b);
-        const double swapped = angleAt(quad.a, quad.c, quad.d) + angleAt(quad.b, quad.c, quad.d);
-        veto |= swapped >= old;
-    } else {
-        veto |= order == Order::Less;
-    }
+    veto |= !detail::lowersOppositeAngles(quad.a, quad.b, quad.c, quad.d);
 }
 
 void MeshEdgeSwapper::preventFoldover(TopoMeshEdge edge, bool& veto) {
     const int twin = edge.twin().id;
-    veto |= twin < 0 || !faceAlike(Quad(*edge.mesh, edge.id, twin));
+    if (twin < 0) {
+        veto = true;
+        return;
+    }
+    const Quad quad(*edge.mesh, edge.id, twin);
+    veto |= detail::foldsOver(quad.a, quad.b, quad.c, quad.d);
 }
 
 void MeshEdgeSwapper::preserveBoundary(TopoMeshEdge edge, bool& veto) {
