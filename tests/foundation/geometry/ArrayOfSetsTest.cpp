@@ -6,6 +6,7 @@
 #include "qvGeom/foundation/geometry/MeshAdjVertices.h"
 
 #include "support/Random.h"
+#include "support/ScopedThreadCount.h"
 
 namespace {
 
@@ -43,6 +44,26 @@ TEST(ArrayOfSets, collectsPairsInTheirOrder) {
             inverted.assignInverse(100, sets);
             EXPECT_EQ(setsOf(inverted), inverse);
         }
+    }
+}
+
+// So many that the threads share them, with sets of one thread's slice alone and of all.
+TEST(ArrayOfSets, invertsLargeOnesOnAnyNumberOfThreads) {
+    constexpr int kSets = 30000, kMembers = 1000;
+    test::Random random;
+    ArrayOfSets sets(kSets, 4 * kSets);
+    Sets inverse(kMembers);
+    for (int m = 0; m < sets.numMembers(); ++m) {
+        const int set = m / 4;
+        sets.offsets()[set] = 4 * set;
+        sets.list()[m] = random.below(2) ? random.below(kMembers) : set / 100;
+        inverse[sets.list()[m]].push_back(set);
+    }
+    for (const int threads : {1, 2, 3, 16}) {
+        const test::ScopedThreadCount pool(threads);
+        ArrayOfSets inverted;
+        inverted.assignInverse(kMembers, sets);
+        EXPECT_TRUE(setsOf(inverted) == inverse) << threads << " threads";
     }
 }
 

@@ -20,7 +20,7 @@ public:
     /// Members keep the order of their pairs.
     void assignFromPairs(int sets, int pairs, const int* setsAndMembers);
     /// Replaces the sets by the inverse of `other`: set m holds, ascending, the sets of `other`
-    /// that m is a member of, once for each time it is.
+    /// that m is a member of, once for each time it is. Large ones run on the shared pool.
     void assignInverse(int sets, const ArrayOfSets& other);
     void swap(ArrayOfSets& other) noexcept;
 
