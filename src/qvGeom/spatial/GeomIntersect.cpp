@@ -1,9 +1,9 @@
 #include "qvGeom/spatial/GeomIntersect.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
-#include <cstring>
-#include <limits>
+#include <cstddef>
 #include <vector>
 
 #include "qvGeom/foundation/base/Diagnostics.h"
@@ -17,9 +17,15 @@
 #include "qvGeom/planar/GeomPlanarTests.h"
 #include "qvGeom/spatial/GeomOctree.h"
 #include "qvGeom/spatial/GeomOctreeIterators.h"
+#include "qvGeom/spatial/detail/TriangleBlocks.h"
 
 namespace qvGeom {
 
+using detail::bitsOf;
+using detail::BlockComparison;
+using detail::Mask4;
+using detail::TriangleBlock;
+using detail::TriangleBlocks;
 using qvLinear::AffineMatrix;
 using qvLinear::ParamLine;
 using qvLinear::Plane;
@@ -115,10 +121,9 @@ bool findSegment(const Corners& first, const Plane& plane1, const Corners& secon
     return true;
 }
 
-Corners cornersOf(const CompactMesh& mesh, int triangle) {
-    const MeshTriangle& t = mesh.getTriangles()[triangle];
+Corners cornersOf(const CompactMesh& mesh, const MeshTriangle& triangle) {
     const auto corner = [&](int k) {
-        const MeshVertex& v = mesh.getVertices()[t[k]];
+        const MeshVertex& v = mesh.getVertices()[triangle[k]];
         return Point{v.x, v.y, v.z};
     };
     return {corner(0), corner(1), corner(2)};
@@ -135,92 +140,69 @@ MeshIntersectPair segmentOn(const CompactMesh& mesh, int triangle, const Point& 
     return segment;
 }
 
-bool shareVertex(const MeshTriangle& a, const MeshTriangle& b) {
-    int shared = 0; // counted, to do without branches
-    for (const int v : a.v)
-        shared += int{v == b[0]} + int{v == b[1]} + int{v == b[2]};
-    return shared > 0;
-}
-
-/// Compares the box of one triangle with many others: the same as intersects(), without its
-/// branches, which cannot be foretold. Boxes of triangles hold no NaN.
-class BoxComparison {
-public:
-    explicit BoxComparison(const BoundingBox& box)
-        : max_{box.max[0], box.max[1], box.max[2], std::numeric_limits<float>::infinity()},
-          min_{-std::numeric_limits<float>::infinity(), box.min[0], box.min[1], box.min[2]} {}
-
-    bool meets(const BoundingBox& box) const {
-        const auto* const sides = reinterpret_cast<const float*>(&box); // it is six of them
-        Lanes minAndOne, oneAndMax;
-        std::memcpy(&minAndOne, sides, sizeof minAndOne);
-        std::memcpy(&oneAndMax, sides + 2, sizeof oneAndMax);
-        using Halves [[gnu::vector_size(16)]] = long long;
-        const auto met = reinterpret_cast<Halves>((minAndOne <= max_) & (oneAndMax >= min_));
-        return (met[0] & met[1]) == -1;
-    }
-
-private:
-    using Lanes [[gnu::vector_size(16)]] = float;
-
-    Lanes max_, min_;
-};
-
-/// A triangle of the mesh while it is compared with others.
+/// A triangle of the mesh while it is tested with others.
 struct Subject {
-    int triangle;
-    BoundingBox box;
     Corners corners;
     Plane plane;
 
-    Subject(const CompactMesh& mesh, int index, const BoundingBox& itsBox)
-        : triangle(index),
-          box(itsBox),
-          corners(cornersOf(mesh, index)),
+    Subject(const CompactMesh& mesh, int index)
+        : corners(cornersOf(mesh, mesh.getTriangles()[index])),
           plane(corners.plane()) {}
 };
 
 /// What one thread reuses from triangle to triangle.
 class Candidates {
 public:
-    void resize(int numTriangles, int largestVoxel) {
-        lastSeenBy_.assign(numTriangles, -1);
-        met_.resize(largestVoxel);
+    void resize(int numTriangles) { lastSeenBy_.assign(numTriangles, -1); }
+
+    bool isSized() const { return !lastSeenBy_.empty(); }
+
+    bool isEmpty() const { return count_ == 0; }
+
+    /// Notes the triangles below `limit` that `compare` finds in the blocks.
+    template <class Compare>
+    void collect(const TriangleBlock* block, const TriangleBlock* last, int limit,
+                 const Compare& compare) {
+        const std::size_t room = met_.size() - count_;
+        if (room < static_cast<std::size_t>(last - block))
+            met_.resize(2 * met_.size() + (last - block));
+        std::size_t count = count_;
+        for (; block != last && block->triangle[0] < limit; ++block) {
+            const unsigned lanes = bitsOf(compare(*block));
+            met_[count] = {block, lanes};
+            count += lanes != 0; // which cannot be foretold
+        }
+        count_ = count;
     }
 
-    bool isSized() const { return !met_.empty(); }
-
-    /// Calls `visit` with each of the triangles whose box meets that of the subject, unless the
-    /// same subject has seen it before.
+    /// Calls `visit` with the number and the corners of each triangle that was noted, in the order
+    /// they were noted in and once each, and forgets them.
     template <class Visit>
-    void forEachNew(const Subject& subject, const int* first, const int* last,
-                    const BoundingBox* boxes, const Visit& visit) {
-        const BoxComparison comparison(subject.box);
-        int count = 0;
-        for (const int* other = first; other != last; ++other) {
-            met_[count] = *other;
-            count += comparison.meets(boxes[*other]);
-        }
-        for (int k = 0; k < count; ++k) {
-            const int other = met_[k];
-            if (lastSeenBy_[other] != subject.triangle) {
-                lastSeenBy_[other] = subject.triangle;
-                visit(other);
+    void visitAll(int subject, const Visit& visit) {
+        for (std::size_t m = 0; m < count_; ++m) {
+            const TriangleBlock& block = *met_[m].block;
+            for (unsigned lanes = met_[m].lanes; lanes != 0; lanes &= lanes - 1) {
+                const int lane = std::countr_zero(lanes);
+                const int other = block.triangle[lane];
+                if (lastSeenBy_[other] != subject) {
+                    lastSeenBy_[other] = subject;
+                    visit(other, block.cornersOf(lane));
+                }
             }
         }
+        count_ = 0;
     }
 
 private:
-    std::vector<int> lastSeenBy_; // by triangle, the subject
-    std::vector<int> met_;
-};
+    struct Met {
+        const TriangleBlock* block;
+        unsigned lanes;
+    };
 
-int largestSet(const ArrayOfSets& sets) {
-    int largest = 0;
-    for (int s = 0; s < sets.numSets(); ++s)
-        largest = std::max(largest, sets.setSize(s));
-    return largest;
-}
+    std::vector<int> lastSeenBy_; // by triangle, the subject
+    std::vector<Met> met_;
+    std::size_t count_ = 0;
+};
 
 /// Chunks by the size of the mesh alone, so that what a cancelled search has found does not depend
 /// on the number of threads more than it must.
@@ -257,10 +239,9 @@ void copyIntersections(const Found& found, std::deque<MeshIntersectPair>& out) {
 class SelfIntersectAlg final : public SearchAlg {
 public:
     SelfIntersectAlg(const CompactMesh& mesh, const Array<BoundingBox>& boxes,
-                     const ArrayOfSets& voxelsOf, const OctreeTris& voxels)
+                     const ArrayOfSets& voxelsOf, const TriangleBlocks& blocks)
         : SearchAlg(mesh, boxes, voxelsOf),
-          voxels_(voxels),
-          largestVoxel_(largestSet(voxels)),
+          blocks_(blocks),
           found_(getNumChunks()) {}
 
     void threadFunc(int chunk, int thread, int chunks) override {
@@ -268,36 +249,35 @@ public:
             return;
         Candidates& candidates = candidates_[thread];
         if (!candidates.isSized())
-            candidates.resize(mesh_.getNumTriangles(), largestVoxel_);
+            candidates.resize(mesh_.getNumTriangles());
         for (const int i : qvUtil::sliceOf(mesh_.getNumTriangles(), chunk, chunks))
-            search(Subject(mesh_, i, boxes_[i]), candidates, found_[chunk]);
+            search(i, candidates, found_[chunk]);
         updateProgress(thread, 1);
     }
 
     const Found& found() const { return found_; }
 
 private:
-    void search(const Subject& subject, Candidates& candidates,
-                std::vector<MeshIntersectPair>& found) const {
-        const int i = subject.triangle;
-        const MeshTriangle* const triangles = mesh_.getTriangles();
-        for (const int* voxel = voxelsOf_.begin(i); voxel != voxelsOf_.end(i); ++voxel) {
-            // Voxels list triangles in order: those before this one come first.
-            const int* const first = voxels_.begin(*voxel);
-            const int* const last = std::lower_bound(first, voxels_.end(*voxel), i);
-            candidates.forEachNew(subject, first, last, boxes_.data(), [&](int j) {
-                Point p, q;
-                if (!shareVertex(triangles[i], triangles[j]) &&
-                    findSegment(subject.corners, subject.plane, cornersOf(mesh_, j), p, q)) {
-                    found.push_back(segmentOn(mesh_, i, p, q));
-                    found.push_back(segmentOn(mesh_, j, p, q));
-                }
-            });
-        }
+    void search(int i, Candidates& candidates, std::vector<MeshIntersectPair>& found) const {
+        const BlockComparison comparison(i, boxes_[i], mesh_.getTriangles()[i]);
+        const auto isPartner = [&](const TriangleBlock& block) {
+            return comparison.meets(block) & comparison.follows(block) & ~comparison.touches(block);
+        };
+        for (const int* voxel = voxelsOf_.begin(i); voxel != voxelsOf_.end(i); ++voxel)
+            candidates.collect(blocks_.begin(*voxel), blocks_.end(*voxel), i, isPartner);
+        if (candidates.isEmpty())
+            return;
+        const Subject subject(mesh_, i);
+        candidates.visitAll(i, [&](int j, const MeshTriangle& itsCorners) {
+            Point p, q;
+            if (findSegment(subject.corners, subject.plane, cornersOf(mesh_, itsCorners), p, q)) {
+                found.push_back(segmentOn(mesh_, i, p, q));
+                found.push_back(segmentOn(mesh_, j, p, q));
+            }
+        });
     }
 
-    const OctreeTris& voxels_;
-    int largestVoxel_;
+    const TriangleBlocks& blocks_;
     Found found_;
 };
 
@@ -373,16 +353,14 @@ private:
     std::vector<int> pairs_; // of the first mesh, then of the second
 };
 
-/// Computes the placed boxes of the triangles in voxels that are paired.
+/// Computes the placed boxes of the triangles in the voxels that are used.
 class PlacedBoxesAlg final : public qvUtil::ThreadedAlg {
 public:
-    PlacedBoxesAlg(const PlacedMesh& second, const ArrayOfSets& paired, Array<BoundingBox>& boxes)
+    PlacedBoxesAlg(const PlacedMesh& second, const std::vector<char>& isVoxelUsed,
+                   Array<BoundingBox>& boxes)
         : second_(second),
           boxes_(boxes),
           isUsed_(boxes.size()) {
-        std::vector<char> isVoxelUsed(second.voxels.numSets());
-        for (int m = 0; m < paired.numMembers(); ++m)
-            isVoxelUsed[paired.list()[m]] = 1;
         for (int voxel = 0; voxel < second.voxels.numSets(); ++voxel) {
             if (isVoxelUsed[voxel])
                 std::for_each(second.voxels.begin(voxel), second.voxels.end(voxel),
@@ -406,17 +384,27 @@ private:
     std::vector<char> isUsed_; // by triangle
 };
 
+/// Lays out the triangles in the voxels that are paired, by where they are placed.
+void assignPlaced(TriangleBlocks& blocks, const PlacedMesh& second, const ArrayOfSets& paired) {
+    std::vector<char> isVoxelUsed(second.voxels.numSets());
+    for (int m = 0; m < paired.numMembers(); ++m)
+        isVoxelUsed[paired.list()[m]] = 1;
+    Array<BoundingBox> boxes(second.mesh.getNumTriangles());
+    PlacedBoxesAlg boxesAlg(second, isVoxelUsed, boxes);
+    qvUtil::ThreadPool::get().run(boxesAlg);
+    blocks.assign(second.mesh, boxes, second.voxels, isVoxelUsed.data());
+}
+
 class IntersectAlg final : public SearchAlg {
 public:
     IntersectAlg(const CompactMesh& mesh, const Array<BoundingBox>& boxes,
                  const ArrayOfSets& voxelsOf, const PlacedMesh& second, const ArrayOfSets& paired,
-                 const Array<BoundingBox>& placedBoxes)
+                 const TriangleBlocks& placedBlocks)
         : SearchAlg(mesh, boxes, voxelsOf),
           second_(second),
           paired_(paired),
-          placedBoxes_(placedBoxes),
+          placedBlocks_(placedBlocks),
           hasInverse_(second.toMesh1.invert(toMesh2_)),
-          largestVoxel_(largestSet(second.voxels)),
           found1_(getNumChunks()),
           found2_(getNumChunks()) {}
 
@@ -425,12 +413,12 @@ public:
             return;
         Candidates& candidates = candidates_[thread];
         if (!candidates.isSized())
-            candidates.resize(second_.mesh.getNumTriangles(), largestVoxel_);
+            candidates.resize(second_.mesh.getNumTriangles());
         for (const int i : qvUtil::sliceOf(mesh_.getNumTriangles(), chunk, chunks)) {
             const int* const voxels = voxelsOf_.begin(i);
             const int* const end = voxelsOf_.end(i);
             if (std::any_of(voxels, end, [this](int voxel) { return paired_.setSize(voxel) > 0; }))
-                search(Subject(mesh_, i, boxes_[i]), candidates, chunk);
+                search(i, candidates, chunk);
         }
         updateProgress(thread, 1);
     }
@@ -440,11 +428,12 @@ public:
     const Found& found2() const { return found2_; }
 
 private:
-    void search(const Subject& subject, Candidates& candidates, int chunk) {
-        const OctreeTris& voxels2 = second_.voxels;
-        const int i = subject.triangle;
-        const auto compare = [&](int j) {
-            const Corners corners = placed(cornersOf(second_.mesh, j), second_.toMesh1);
+    void search(int i, Candidates& candidates, int chunk) {
+        const Subject subject(mesh_, i);
+        const BlockComparison comparison(i, boxes_[i], mesh_.getTriangles()[i]);
+        const auto meets = [&](const TriangleBlock& block) { return comparison.meets(block); };
+        const auto test = [&](int j, const MeshTriangle& itsCorners) {
+            const Corners corners = placed(cornersOf(second_.mesh, itsCorners), second_.toMesh1);
             Point p, q;
             if (findSegment(subject.corners, subject.plane, corners, p, q)) {
                 found1_[chunk].push_back(segmentOn(mesh_, i, p, q));
@@ -453,8 +442,10 @@ private:
         };
         for (const int* voxel = voxelsOf_.begin(i); voxel != voxelsOf_.end(i); ++voxel) {
             std::for_each(paired_.begin(*voxel), paired_.end(*voxel), [&](int voxel2) {
-                candidates.forEachNew(subject, voxels2.begin(voxel2), voxels2.end(voxel2),
-                                      placedBoxes_.data(), compare);
+                candidates.collect(placedBlocks_.begin(voxel2), placedBlocks_.end(voxel2),
+                                   second_.mesh.getNumTriangles(), meets);
+                // At once: the same voxels may come many times.
+                candidates.visitAll(i, test);
             });
         }
     }
@@ -472,10 +463,9 @@ private:
 
     const PlacedMesh& second_;
     const ArrayOfSets& paired_;
-    const Array<BoundingBox>& placedBoxes_;
+    const TriangleBlocks& placedBlocks_;
     AffineMatrix toMesh2_;
     bool hasInverse_; // not of a placement that flattens the mesh
-    int largestVoxel_;
     Found found1_, found2_;
 };
 
@@ -495,7 +485,9 @@ public:
         qvOS::StopWatch watch;
         watch.start();
 
-        SelfIntersectAlg alg(mesh_, boxes_, voxelsOfTriangles(), voxels_);
+        if (blocks_.isEmpty())
+            blocks_.assign(mesh_, boxes_, voxels_);
+        SelfIntersectAlg alg(mesh_, boxes_, voxelsOfTriangles(), blocks_);
         alg.setProgress(&progress);
         qvUtil::ThreadPool::get().run(alg);
         copyIntersections(alg.found(), out);
@@ -517,11 +509,10 @@ public:
         const ArrayOfSets& voxelsOf = voxelsOfTriangles();
         ArrayOfSets paired;
         VoxelPairing(octree_, voxels_, second).assignTo(paired);
-        Array<BoundingBox> placedBoxes(second.mesh.getNumTriangles());
-        PlacedBoxesAlg boxesAlg(second, paired, placedBoxes);
-        qvUtil::ThreadPool::get().run(boxesAlg);
+        TriangleBlocks placedBlocks;
+        assignPlaced(placedBlocks, second, paired);
 
-        IntersectAlg alg(mesh_, boxes_, voxelsOf, second, paired, placedBoxes);
+        IntersectAlg alg(mesh_, boxes_, voxelsOf, second, paired, placedBlocks);
         alg.setProgress(&progress);
         qvUtil::ThreadPool::get().run(alg);
         copyIntersections(alg.found1(), out1);
@@ -546,6 +537,7 @@ private:
     const OctreeTris& voxels_;
     Array<BoundingBox> boxes_; // by triangle
     ArrayOfSets voxelsOf_;     // from the first search on
+    TriangleBlocks blocks_;    // from the first search of this mesh alone on
 };
 
 bool intersect(const Point& a1, const Point& b1, const Point& c1, const Point& a2, const Point& b2,

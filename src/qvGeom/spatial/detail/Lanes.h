@@ -20,10 +20,18 @@ inline constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 inline Float4 splat(float value) { return Float4{value, value, value, value}; }
 
+inline Mask4 splat(std::int32_t value) { return Mask4{value, value, value, value}; }
+
 inline Double2 splat(double value) { return Double2{value, value}; }
 
 inline Float4 load(const float* values) {
     Float4 result;
+    std::memcpy(&result, values, sizeof result);
+    return result;
+}
+
+inline Mask4 load(const std::int32_t* values) {
+    Mask4 result;
     std::memcpy(&result, values, sizeof result);
     return result;
 }
