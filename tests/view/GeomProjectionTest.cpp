@@ -156,40 +156,24 @@ TEST(Projection, viewportTransforms) {
 
 // Each number counts, and a difference of the tolerance is one.
 TEST(Projection, comparisonsLookAtEverything) {
-    const AngleAspect lens;
-    const EyeSpaceFrustum frustum;
-    const Viewport viewport;
-    for (const bool within : {true, false}) {
-        const double d = within ? 0.9e-12 : 1.1e-12;
-        AngleAspect l[4];
-        l[0].setAngleOfViewRad(lens.getAngleOfViewRad() + d * 1e6 * std::acos(-1) / 180);
-        l[1].setAspectRatio(1 + d);
-        l[2].setDepthRange(1 + d, 100);
-        l[3].setDepthRange(1, 100 + (within ? 0 : 1e-11));
-        for (const AngleAspect& other : l)
-            EXPECT_EQ(lens == other, within) << &other - l;
-        EyeSpaceFrustum f[6];
-        for (int k = 0; k < 4; ++k)
-            f[k].setFrame({k == 0 ? d - 1 : -1, k == 1 ? d - 1 : -1},
-                          {k == 2 ? 1 + d : 1, k == 3 ? 1 + d : 1});
-        f[4].setDepthRange(1 + d, 100, false);
-        f[5].setDepthRange(1, 100 + (within ? 0 : 1e-11), false);
-        for (const EyeSpaceFrustum& other : f)
-            EXPECT_EQ(frustum == other, within) << &other - f;
-        Viewport v[6];
-        for (int k = 0; k < 6; ++k) {
-            const auto moved = [&](int field, double value) {
-                return k == field ? value + d : value;
-            };
-            v[k].setOrigin(moved(0, 0), moved(1, 0));
-            v[k].setSize(moved(2, 1), moved(3, 1));
-            v[k].setDepthRange(moved(4, 0), moved(5, 1));
-            EXPECT_EQ(viewport == v[k], within) << k;
-        }
+    for (int k = 0; k < 24; ++k) {
+        const double off = k < 12 ? 0.9e-12 : 1.1e-12;
+        const auto moved = [&](int field) { return k % 12 == field ? off : 0; };
+        AngleAspect lens;
+        lens.setAngleOfViewRad(lens.getAngleOfViewRad() + 1e6 * qvLinear::toRadians(moved(0)));
+        lens.setAspectRatio(1 + moved(1));
+        lens.setDepthRange(1 + moved(2), 100 + moved(3));
+        EXPECT_EQ(lens == AngleAspect(), k < 12 || k % 12 > 3) << k;
+        EyeSpaceFrustum frustum =
+            frustumOf({moved(0) - 1, moved(1) - 1}, {1 + moved(2), 1 + moved(3)}, 1 + moved(4),
+                      100 + moved(5), k % 12 == 6);
+        EXPECT_EQ(frustum == EyeSpaceFrustum(), (k < 12 && k != 6) || k % 12 > 6) << k;
+        Viewport viewport;
+        viewport.setOrigin(moved(0), moved(1));
+        viewport.setSize(1 + moved(2), 1 + moved(3));
+        viewport.setDepthRange(moved(4), 1 + moved(5));
+        EXPECT_EQ(viewport == Viewport(), k < 12 || k % 12 > 5) << k;
     }
-    EyeSpaceFrustum orthographic;
-    orthographic.setOrthographic(true);
-    EXPECT_FALSE(frustum == orthographic);
 }
 
 TEST(Projection, printing) {

@@ -12,6 +12,7 @@
 #include <cmath>
 #include <cstdint>
 
+#include "qvGeom/foundation/geometry/MeshCoord.h"
 #include "qvGeom/foundation/linear/Convert.h"
 #include "qvGeom/foundation/linear/Point2.h"
 #include "qvGeom/foundation/linear/Tolerances.h"
@@ -267,18 +268,27 @@ struct UprightSampleWeights : SampleWeights {
     }
 };
 
-/// The same for a triangle too small or too thin for the others. A sample may be outside of it by
-/// more than its width: it gets the weights of some point inside.
+/// The same for a triangle too small or too thin for the others. Rounding may count samples as
+/// inside that are outside of it, by many times its width: they get the weights of the closest
+/// point.
 struct ThinSampleWeights {
     const SampleGrid& grid;
-    qvLinear::Point2 origin;
-    qvLinear::Vector2 toSecond, toThird;
+    qvLinear::Point origin;
+    qvLinear::Vector toSecond, toThird;
     double area, sampleY;
 
     void at(int column, float& u, float& v) const {
-        const qvLinear::Vector2 d{qvLinear::widen(grid.x(column)) - origin.x, sampleY - origin.y};
-        u = std::clamp(qvLinear::narrow(cross(d, toThird) / area), 0.0F, 1.0F);
-        v = std::clamp(qvLinear::narrow(cross(toSecond, d) / area), 0.0F, 1.0F - u);
+        const qvLinear::Point sample{qvLinear::widen(grid.x(column)), sampleY, 0.0};
+        const qvLinear::Vector d = sample - origin;
+        double second = cross(d, toThird).z / area, third = cross(toSecond, d).z / area;
+        if (!(second >= 0.0 && third >= 0.0 && second + third <= 1.0)) {
+            const MeshCoordBase closest =
+                MeshCoordBase::projectBase(origin, origin + toSecond, origin + toThird, sample);
+            second = closest.w[1];
+            third = closest.w[2];
+        }
+        u = qvLinear::narrow(second);
+        v = qvLinear::narrow(third);
     }
 };
 
@@ -320,10 +330,12 @@ int scanTriangle(const SampleGrid& grid, const Point2Flt& p0, const Point2Flt& p
     } else if (std::abs(e1.x) < kTol && std::abs(e2.x) >= kTol && std::abs(e1.y) >= kTol) {
         findRuns(UprightSampleWeights{weights}, moveToRow);
     } else {
-        const qvLinear::Point2 origin = qvLinear::widen(p0);
-        const qvLinear::Vector2 toSecond = qvLinear::widen(p1) - origin,
-                                toThird = qvLinear::widen(p2) - origin;
-        const double area = cross(toSecond, toThird);
+        const auto inPlane = [](const Point2Flt& p) {
+            return qvLinear::Point{qvLinear::widen(p.x), qvLinear::widen(p.y), 0.0};
+        };
+        const qvLinear::Point origin = inPlane(p0);
+        const qvLinear::Vector toSecond = inPlane(p1) - origin, toThird = inPlane(p2) - origin;
+        const double area = cross(toSecond, toThird).z;
         if (area != 0.0)
             findRuns(ThinSampleWeights{grid, origin, toSecond, toThird, area, 0.0},
                      [](ThinSampleWeights& w, float y) { w.sampleY = qvLinear::widen(y); });
