@@ -90,7 +90,8 @@ private:
         double largest = 0;
         for (const Point& point : points) {
             const double height = std::abs(plane.eval(point));
-            largest = height <= largest ? largest : height; // what is not a number stays
+            if (height > largest || std::isnan(height)) // what is not a number stays
+                largest = height;
         }
         return largest;
     }
@@ -390,11 +391,14 @@ public:
 
     double largestDistance() const { return *std::max_element(maxima_.begin(), maxima_.end()); }
 
-    /// Appends the pair of triangle and point for each point that was reached.
-    void appendPairsTo(std::vector<int>& pairs) const {
+    /// Appends the pair of triangle and point for each point that was reached, and the others to
+    /// `unreached`.
+    void appendTo(std::vector<int>& pairs, std::vector<int>& unreached) const {
         for (std::size_t i = 0; i < points_.size(); ++i) {
             if (triangles_[i] >= 0)
                 pairs.insert(pairs.end(), {triangles_[i], points_[i]});
+            else
+                unreached.push_back(points_[i]);
         }
     }
 
@@ -462,6 +466,7 @@ private:
     ArrayOfSets attached_;               // per triangle, indices of removed points; empty at first
     Array<MeshTriangle> oldTriangles_;
     int numAttached_ = 0; // of the removed points, those before this index have been attached
+    std::vector<int> unattached_; // but these, for which no triangle was found
 };
 
 /// The first iteration takes a tenth; from how many fewer candidates the second has, the number of
@@ -512,6 +517,7 @@ void MeshReduceTolerance::beforeDeletion() {
 void MeshReduceTolerance::afterDeletion(const Array<int>& remap) {
     std::vector<int> pairs;
     std::vector<int> loose;
+    loose.swap(unattached_);
     carryOver(remap, pairs, loose);
     for (; numAttached_ < static_cast<int>(removed_.size()); ++numAttached_)
         loose.push_back(numAttached_);
@@ -521,7 +527,7 @@ void MeshReduceTolerance::afterDeletion(const Array<int>& remap) {
     TriangleToVertices attaching(mesh_, *octree, *octreeTris, removed_, loose);
     attaching.setProgress(&chunkProgress_);
     qvUtil::ThreadPool::get().run(attaching);
-    attaching.appendPairsTo(pairs);
+    attaching.appendTo(pairs, unattached_);
     adjTris_ = cache_.getAdjTris(mesh_);
     attached_.assignFromPairs(mesh_.getNumTriangles(), static_cast<int>(pairs.size() / 2),
                               pairs.data());
