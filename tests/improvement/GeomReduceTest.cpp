@@ -311,6 +311,16 @@ TEST(MeshReduce, removesWhatHalfEdgeOperationsWould) {
     EXPECT_GT(numWritten, 20);
 }
 
+// Catches an order of equally flat vertices that leaves those which cannot be removed.
+TEST(MeshReduce, thinsOutAPlaneLattice) {
+    for (const CompactMesh& mesh : {test::grid(99, 99), test::shuffled(test::grid(99, 99), 1)}) {
+        Reduction reduction(mesh);
+        reduction.toFraction(0.1);
+        reduction.check();
+        EXPECT_LE(reduction.after.getNumVertices(), 1010);
+    }
+}
+
 // Catches two holes closed by the same triangle: at the tips of a double pyramid, or turn by turn.
 TEST(MeshReduce, stopsAtATetrahedron) {
     for (const int sides : {3, 4, 30}) {

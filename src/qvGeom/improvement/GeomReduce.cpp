@@ -4,6 +4,7 @@
 #include <cmath>
 #include <deque>
 #include <limits>
+#include <random>
 #include <string>
 
 #include "qvGeom/editing/GeomSelection.h"
@@ -58,6 +59,21 @@ int findTriangle(const CompactMesh& mesh, const MeshAdjTris& adjTris, const Mesh
     const int* const end = adjTris.end(corners[0]);
     const int* const found = std::find_if(adjTris.begin(corners[0]), end, hasCorners);
     return found != end ? *found : -1;
+}
+
+/// Puts vertices next to each other in `order` that are as flat as each other into a random order,
+/// the same every time. Taken row by row, the vertices of a plane lattice would be cut out so
+/// regularly that of those left most lie where two straight lines cross and cannot go.
+void scatterTies(std::vector<int>& order, const double* flatness) {
+    std::minstd_rand random;
+    for (std::size_t first = 0, end = 0; first < order.size(); first = end) {
+        for (end = first + 1; end < order.size(); ++end) {
+            if (flatness[order[end]] != flatness[order[first]])
+                break;
+        }
+        for (std::size_t last = end - 1; last > first; --last)
+            std::swap(order[last], order[first + random() % (last - first + 1)]);
+    }
 }
 
 /// Measures how far each vertex and its neighbours lie from their common plane.
@@ -216,6 +232,7 @@ std::vector<int> MeshReduceBase::verticesByFlatness() {
     const double* const flatness = flatness_.data();
     qvUtil::SMPSort(order.data(), order.data() + order.size(),
                     qvUtil::Ordering::IndexedLessThan(flatness));
+    scatterTies(order, flatness);
     return order;
 }
 
