@@ -166,7 +166,8 @@ public:
     int subdivideEdge(int e, const qvLinear::Point& point);
 
     /// The same between triangles, each of which is then cut in two, from the new vertex to its
-    /// opposite corner. Refused when a face beside the edge is not a triangle.
+    /// opposite corner. Refused when a face beside the edge is not a triangle, or the same on both
+    /// sides.
     TopoMeshVertex splitEdge(TopoMeshEdge e, const qvLinear::Point& point);
     int splitEdge(int e, const qvLinear::Point& point);
 

@@ -138,7 +138,7 @@ TopoMeshVertex TopoMesh::splitEdge(TopoMeshEdge e, const Point& point) {
 
 int TopoMesh::splitEdge(int e, const Point& point) {
     const int t = edgeTwin(e);
-    if (!isTriangleEdge(e) || (t >= 0 && !isTriangleEdge(t)))
+    if (!isTriangleEdge(e) || (t >= 0 && (!isTriangleEdge(t) || edgeFace(t) == edgeFace(e))))
         return -1;
     reserveMore(1, 6, 2);
 
