@@ -115,8 +115,14 @@ TEST(MeshEdgeSwapper, asksEverySlotInTurnAndSwapsWithoutAVeto) {
     EXPECT_EQ(meshSwapEdgesOnce(mesh, {{&mesh, twin}, {&mesh, 0}, {&mesh, 1}}, swapper), 2);
     EXPECT_EQ(asked, "a0 b0 b0 b0 b" + std::to_string(twin) + ' ');
 
-    // What nobody objects to would be swapped to and fro for ever.
-    EXPECT_GE(meshSwapEdgesRepeatedly(mesh, swapper), 64);
+    // What nobody objects to would be swapped to and fro for ever; who may yet object is waited
+    // for.
+    EXPECT_GT(meshSwapEdgesRepeatedly(mesh, swapper), 1000);
+    int budget = 1000;
+    swapper.getVetoSignal().addCallback(
+        [](void* left, TopoMeshEdge, bool& veto) { veto |= --*static_cast<int*>(left) < 0; },
+        &budget);
+    EXPECT_EQ(meshSwapEdgesRepeatedly(mesh, swapper), 1000);
     swapper.clearVetoSignal();
     EXPECT_FALSE(swapper.shouldSwap(mesh.firstEdge()));
 }

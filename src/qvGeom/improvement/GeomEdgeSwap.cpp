@@ -1,6 +1,8 @@
 #include "qvGeom/improvement/GeomEdgeSwap.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <vector>
 
 #include "qvGeom/foundation/linear/Linear.h"
@@ -34,11 +36,15 @@ struct Quad {
 /// when the criteria read nothing but the mesh, so that the first repeat is one for ever.
 class CircleWatch {
 public:
-    explicit CircleWatch(const TopoMesh& mesh) : mesh_(&mesh) {}
+    /// Waits for so many passes that criteria with a memory, which may yet end a circle, had a
+    /// long time to do it.
+    CircleWatch(const TopoMesh& mesh, std::size_t edgesPerPass)
+        : mesh_(&mesh),
+          nextKept_(std::max(kMinPasses, kMinEdges / std::max<std::size_t>(edgesPerPass, 1))) {}
 
-    /// To be asked after every pass. Keeps the state of pass 64, 128, 256 and so on to compare
-    /// with: circles of any length are found, and the few passes that a mesh usually takes cost
-    /// nothing.
+    /// To be asked after every pass. Keeps the state after the first wait, twice that, four times
+    /// and so on to compare with: circles of any length are found, and the few passes that a mesh
+    /// usually takes cost nothing.
     bool isClosed() {
         ++numPasses_;
         if (!kept_.empty() && gather() == kept_)
@@ -51,10 +57,13 @@ public:
     }
 
 private:
+    static constexpr std::size_t kMinPasses = 64;
+    static constexpr std::size_t kMinEdges = 4000000; // in all passes, a part of a second
+
     const std::vector<int>& gather() {
         now_.clear();
         for (int e = mesh_->nextEdge(-1); e >= 0; e = mesh_->nextEdge(e)) {
-            now_.push_back(mesh_->edgeVertex(e));
+            now_.push_back(mesh_->edgeIsTurned(e) ? ~mesh_->edgeVertex(e) : mesh_->edgeVertex(e));
             now_.push_back(mesh_->edgeNext(e));
         }
         return now_;
@@ -63,14 +72,14 @@ private:
     const TopoMesh* mesh_;
     std::vector<int> kept_;
     std::vector<int> now_;
-    int numPasses_ = 0;
-    int nextKept_ = 64;
+    std::size_t numPasses_ = 0;
+    std::size_t nextKept_;
 };
 
 /// Runs passes until one swaps nothing, or until they go round in a circle.
 template <class Pass>
-int repeat(const TopoMesh& mesh, const Pass& pass) {
-    CircleWatch watch(mesh);
+int repeat(const TopoMesh& mesh, std::size_t edgesPerPass, const Pass& pass) {
+    CircleWatch watch(mesh, edgesPerPass);
     int total = 0;
     for (int swaps = pass(); swaps > 0; swaps = pass()) {
         total += swaps;
@@ -173,12 +182,13 @@ int meshSwapEdgesOnce(TopoMesh& mesh, const std::set<TopoMeshEdge>& edges,
 }
 
 int meshSwapEdgesRepeatedly(TopoMesh& mesh, MeshEdgeSwapper& swapper) {
-    return repeat(mesh, [&] { return meshSwapEdgesOnce(mesh, swapper); });
+    const auto numEdges = static_cast<std::size_t>(mesh.numEdges());
+    return repeat(mesh, numEdges, [&] { return meshSwapEdgesOnce(mesh, swapper); });
 }
 
 int meshSwapEdgesRepeatedly(TopoMesh& mesh, const std::set<TopoMeshEdge>& edges,
                             MeshEdgeSwapper& swapper) {
-    return repeat(mesh, [&] { return meshSwapEdgesOnce(mesh, edges, swapper); });
+    return repeat(mesh, edges.size(), [&] { return meshSwapEdgesOnce(mesh, edges, swapper); });
 }
 
 } // namespace qvGeom

@@ -273,6 +273,9 @@ public:
 
     int edgeNextOutgoing(int e) const { return edges_[e].nextOutgoing; }
 
+    /// Whether the next swap of the edge takes its last one back.
+    bool edgeIsTurned(int e) const { return edges_[e].isTurned; }
+
     int faceEdge(int f) const { return faces_[f].edge; }
 
     int faceNumVertices(int f) const;
