@@ -119,8 +119,7 @@ firstThatMayBeat(const Candidates& c, int first, int last, const triangleWeight&
         for (int k = 0; k < kLanes; ++k)
             area[k] = std::sqrt(area[k]);
         area = 0.5 * area + left + right;
-        // No number counts as smaller: a forbidden triangle has an area of its own.
-        const LaneMask chosen = flatter | (asFlat & ~(area >= best.area));
+        const LaneMask chosen = flatter | (asFlat & (area < best.area));
         for (int k = m - block; k < kLanes; ++k) {
             if (chosen[k] != 0)
                 return block + k;
@@ -166,7 +165,11 @@ public:
         triangleWeight best = likelyWeight;
         if (split > i + 1)
             best = justWorseThan(best); // an equal one at a lower m still wins
-        for (int m = i + 1; (m = firstThatMayBeat(candidates, m, j, best)) < j; ++m) {
+        // An area out of all bounds says nothing of a forbidden triangle, whose own is finite.
+        const auto next = [&](int m) {
+            return ordered_ ? firstThatMayBeat(candidates, m, j, best) : m;
+        };
+        for (int m = next(i + 1); m < j; m = next(m + 1)) {
             const triangleWeight weight = m == likely ? likelyWeight : weightOf(i, m, j);
             if (weight.isBetterThan(best)) {
                 best = weight;
