@@ -335,7 +335,7 @@ void MeshSelect::selectPieces() {
     // In a mesh without order every step is a cache miss, which the queue foretells.
     constexpr std::ptrdiff_t kLookAhead = 8;
     const auto ahead = [&tail](const int* head, std::ptrdiff_t steps) {
-        return *std::min(head + steps, static_cast<const int*>(tail) - 1);
+        return head[std::min(steps, tail - 1 - head)];
     };
     // The triangles around a vertex are walked once: then all of them are selected.
     BitVector walked(mesh_.getNumVertices());

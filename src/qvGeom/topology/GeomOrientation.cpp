@@ -68,7 +68,7 @@ private:
         const int* const lastOfAll = adjTris_.list() + adjTris_.numMembers() - 1;
         edges.clear();
         for (const int* t = adjTris_.begin(v); t != adjTris_.end(v); ++t) {
-            __builtin_prefetch(triangles_ + *std::min(t + kLookAhead, lastOfAll));
+            __builtin_prefetch(triangles_ + t[std::min(kLookAhead, lastOfAll - t)]);
             const MeshTriangle& triangle = triangles_[*t];
             for (int k = 0; k < 3; ++k) {
                 if (triangle[k] == v)
@@ -325,11 +325,14 @@ bool MeshOrient::search(bool& flipped, int seed) {
     };
 
     // The queue foretells whose triangles will be asked for, which may be anywhere in memory.
+    const auto ahead = [&tail](const int* head, std::ptrdiff_t steps) {
+        return head[std::min(steps, tail - 1 - head)];
+    };
     visit(seed);
     for (const int* head = queue_.data(); head != tail; ++head) {
-        for (const int v : triangles[*std::min<const int*>(head + 2 * kLookAhead, tail - 1)].v)
+        for (const int v : triangles[ahead(head, 2 * kLookAhead)].v)
             __builtin_prefetch(adjTris_->offsets() + v);
-        for (const int v : triangles[*std::min<const int*>(head + kLookAhead, tail - 1)].v)
+        for (const int v : triangles[ahead(head, kLookAhead)].v)
             __builtin_prefetch(adjTris_->begin(v));
         const MeshTriangle triangle = triangles[*head];
         for (int k = 0; k < 3; ++k) {
