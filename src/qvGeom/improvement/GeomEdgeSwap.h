@@ -86,7 +86,7 @@ QVGEOM_API int meshSwapEdgesOnce(TopoMesh& mesh, const std::set<TopoMeshEdge>& e
 /// Repeats such passes until one swaps nothing. Returns the number of all swaps. Criteria that
 /// never come to rest would swap for ever, as `preventFoldover` does alone, and any of them may at
 /// positions that are not finite. So passes end too when they come back to connections they have
-/// left before, but not until they have been at it for 64 passes and four million edges: criteria
+/// left before, but not until they have been at it for 64 passes and a million edges: criteria
 /// that read nothing but the mesh can only repeat themselves then.
 QVGEOM_API int meshSwapEdgesRepeatedly(TopoMesh& mesh, MeshEdgeSwapper& swapper);
 QVGEOM_API int meshSwapEdgesRepeatedly(TopoMesh& mesh, const std::set<TopoMeshEdge>& edges,
