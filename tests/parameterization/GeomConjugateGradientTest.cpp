@@ -101,6 +101,44 @@ TEST(ConjugateGradient, agreesWithElimination) {
     }
 }
 
+/// The two rows of points on which a system acts alike, zeros among them, and rows of other kinds.
+void fillPairs(SparseMatrix& matrix, std::mt19937& random) {
+    std::uniform_int_distribution<int> anyPoint(0, matrix.size() / 2 - 1);
+    std::uniform_real_distribution<double> anyValue(-1.0, 1.0);
+    for (int k = 0; k < 2 * matrix.size(); ++k) {
+        const int i = 2 * anyPoint(random);
+        const int j = 2 * anyPoint(random);
+        const double v = k % 7 == 0 ? 0.0 : anyValue(random);
+        for (const auto& [row, column] : {std::pair(i, j), {i + 1, j + 1}})
+            matrix.addToElement(row, column, v);
+        matrix.addToElement(i, j + 1, k % 50 == 0 ? v : 0.0);
+    }
+}
+
+// Rows may be multiplied in another form, but to the same bits, also where zero meets infinity.
+TEST(ConjugateGradient, stepsAsPlainProductsSay) {
+    std::mt19937 random(4);
+    for (const int n : {40, 41}) {
+        ConjugateGradient solver(n);
+        fillPairs(solver.A(), random);
+        NVector b(n);
+        for (int i = 0; i < n; ++i)
+            b[i] = std::sin(i + 1.0);
+        NVector image(n);
+        solver.A().getMatrixTimesVector(b, image);
+        NVector expected(n);
+        expected.setToVectorPlusScalarTimesVector(expected, b.dot(b) / b.dot(image), b);
+        solver.initialize(b, NVector(n));
+        solver.iterate(0.0, 0.0);
+        for (int i = 0; i < n; ++i)
+            EXPECT_EQ(solver.x()[i], expected[i]);
+    }
+    ConjugateGradient solver(2);
+    fill(solver.A(), {{0, 0, 1.0}, {0, 1, 0.0}});
+    solver.initialize(NVector(2), vectorOf({1.0, HUGE_VAL}));
+    EXPECT_TRUE(std::isnan(solver.getResidualNormSquared()));
+}
+
 struct End {
     Entries entries;
     std::vector<double> b;

@@ -8,10 +8,12 @@
 
 #include "qvGeom/foundation/linear/Tolerances.h"
 #include "qvGeom/parameterization/detail/FlatRows.h"
+#include "qvGeom/parameterization/detail/PairedRows.h"
 
 namespace qvGeom {
 
 using detail::FlatRows;
+using detail::PairedRows;
 
 namespace {
 
@@ -187,14 +189,14 @@ public:
 
 private:
     void layOutMatrix();
-    void setResidual();
+    void multiply(const NVector& v, NVector& product) const;
     double multiplyDirection();
     template <class ValueAt>
     double updateResidual(ValueAt valueAt);
     template <class Visit>
     void turnDirection(double beta, Visit visit);
 
-    FlatRows rows_;
+    PairedRows rows_;
     unsigned rowsVersion_ = 0;
     bool rowsValid_ = false;
 };
@@ -203,14 +205,18 @@ private:
 void ConjugateGradient::Impl::layOutMatrix() {
     if (rowsValid_ && rowsVersion_ == a.getVersion())
         return;
-    rows_.assign(a, [](int, const SparseElement&) { return true; });
+    rows_.assign(a);
     rowsVersion_ = a.getVersion();
     rowsValid_ = true;
 }
 
-void ConjugateGradient::Impl::setResidual() {
-    for (int i = 0; i < rows_.numRows(); ++i)
-        r[i] = b[i] - rows_.times(i, x.data());
+void ConjugateGradient::Impl::multiply(const NVector& v, NVector& product) const {
+    // A zero of the matrix matters where it meets infinity or NaN.
+    if (std::all_of(v.data(), v.data() + v.size(),
+                    [](double value) { return std::isfinite(value); }))
+        rows_.multiply(v.data(), [out = product.data()](int i, double sum) { out[i] = sum; });
+    else
+        a.getMatrixTimesVector(v, product);
 }
 
 void ConjugateGradient::Impl::initialize(const NVector& rightSide, const NVector& start) {
@@ -218,7 +224,8 @@ void ConjugateGradient::Impl::initialize(const NVector& rightSide, const NVector
     layOutMatrix();
     b = rightSide;
     x = start;
-    setResidual();
+    multiply(x, q);
+    r.setToVectorPlusScalarTimesVector(b, -1.0, q);
     if (diagonal)
         diagonal->applyInverse(r, p);
     else if (cholesky)
@@ -239,11 +246,15 @@ double ConjugateGradient::Impl::multiplyDirection() {
     const double* const direction = p.data();
     double* const image = q.data();
     double sum = 0.0;
-    for (int i = rows_.numRows() - 1; i >= 0; --i) {
-        image[i] = rows_.times(i, direction);
-        sum += direction[i] * image[i];
-    }
-    return sum;
+    rows_.multiply(direction, [direction, image, &sum](int i, double product) {
+        image[i] = product;
+        sum += direction[i] * product;
+    });
+    // An element that is not finite makes the sum so, whatever it meets.
+    if (std::isfinite(sum))
+        return sum;
+    multiply(p, q);
+    return p.dot(q);
 }
 
 /// Sets the residual to what `valueAt(i)` gives for each i, and its norm. Returns r . M^-1 r for
@@ -301,8 +312,8 @@ ConjugateGradient::Status ConjugateGradient::Impl::iterate(double tolerance, dou
     double nextRho = 0.0;
     if (refreshesResidual) {
         x.setToVectorPlusScalarTimesVector(x, alpha, p);
-        nextRho = updateResidual(
-            [this, solution = x.data()](int i) { return b[i] - rows_.times(i, solution); });
+        multiply(x, q);
+        nextRho = updateResidual([this](int i) { return b[i] - q[i]; });
     } else {
         nextRho = updateResidual([residual = r.data(), image = q.data(), alpha](int i) {
             return residual[i] - alpha * image[i];

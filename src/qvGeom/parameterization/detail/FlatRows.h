@@ -14,8 +14,6 @@ struct FlatRows {
     std::vector<int> column;
     std::vector<double> value;
 
-    int numRows() const { return static_cast<int>(start.size()) - 1; }
-
     /// Takes the entries of `matrix` for which `keeps(row, entry)` is true.
     template <class Keeps>
     void assign(const SparseMatrix& matrix, Keeps keeps) {
@@ -34,14 +32,6 @@ struct FlatRows {
             }
             start.push_back(static_cast<int>(column.size()));
         }
-    }
-
-    /// The product of row i with `x`, summed in the order of the row.
-    double times(int i, const double* x) const {
-        double sum = 0.0;
-        for (int e = start[i]; e < start[i + 1]; ++e)
-            sum += value[e] * x[column[e]];
-        return sum;
     }
 };
 

@@ -1,0 +1,38 @@
+// Flattening of a wavy disk, named by the number of vertices.
+
+#include <benchmark/benchmark.h>
+
+#include "qvGeom/foundation/base/Diagnostics.h"
+#include "qvGeom/parameterization/GeomReparameterize.h"
+
+#include "support/Measure.h"
+#include "support/Subject.h"
+
+namespace {
+
+void flattenDisk(benchmark::State& state) {
+    qvOS::AppOutput::getInstance().setSink([](void*, bool, const char*) {}, nullptr);
+    qvGeom::CompactMesh mesh = bench::surfaceOf(2 * state.range(0), 0);
+    bool succeeds = true;
+    for (auto _ : state) {
+        qvGeom::reparameterizeMesh flattener(mesh);
+        state.SetIterationTime(bench::secondsOf([&] { succeeds &= flattener.flatten(); }));
+    }
+    qvOS::AppOutput::getInstance().setSink(nullptr, nullptr);
+    if (!succeeds)
+        state.SkipWithError("not flattened");
+    bench::Checksum sum;
+    sum.add(mesh.getUVsRaw(), 2 * mesh.getNumVertices());
+    state.counters["checksum"] = sum.value();
+    state.SetItemsProcessed(state.iterations() * mesh.getNumVertices());
+}
+
+BENCHMARK(flattenDisk)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Arg(400000)
+    ->Iterations(1)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+
+} // namespace
