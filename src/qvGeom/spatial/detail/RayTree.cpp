@@ -133,7 +133,8 @@ void RayTree::restart() {
     const OctreeIterator root = octree_.getRoot();
     if (octree_.getNumVoxels() > 0 && holdsTriangles(root.node))
         nodes_[0].boxes.set(0, grown(root.box, margin_));
-    places_.assign(1, OctreeIterator());
+    places_.assign(1, Places());
+    places_[0][0] = root;
     bundles_.clear();
     groups_.clear();
 }
@@ -153,31 +154,52 @@ bool RayTree::prepare(const qvLinear::PointFlt& origin, const qvLinear::Vector& 
     return true;
 }
 
-OctreeIterator RayTree::placeOf(int slot) const {
-    if (slot == 0)
-        return octree_.getRoot();
-    OctreeIterator place = places_[slot >> 3];
-    place.descend(slot & 7);
-    return place;
-}
-
 int RayTree::open(int slot) {
-    const OctreeIterator place = placeOf(slot);
-    const int child = place.isLeaf() ? ~copyLeaf(place, slot) : openNode(place);
+    const OctreeIterator place = places_[slot >> 3][slot & 7];
+    const int child = place.isLeaf() ? ~copyLeaf(place, slot) : openNode(place, slot);
     nodes_[slot >> 3].child[slot & 7] = child;
     return child;
 }
 
-int RayTree::openNode(const OctreeIterator& place) {
-    Node node{};
+/// Puts the children that hold triangles at `children` and returns their number.
+int RayTree::addChildren(const OctreeIterator& place, OctreeIterator* children) const {
+    int count = 0;
     for (int k = 0; k < 8; ++k) {
         OctreeIterator child = place;
-        node.child[k] = kUnopened;
         if (child.descend(k) && holdsTriangles(child.node))
-            node.boxes.set(k, grown(child.box, margin_));
+            children[count++] = child;
     }
+    return count;
+}
+
+/// A surface goes through four children or so of eight. Children are replaced by theirs while these
+/// find room, the earliest first: they are the largest.
+int RayTree::openNode(const OctreeIterator& place, int slot) {
+    std::array<OctreeIterator, 16> children;
+    int count = addChildren(place, children.data());
+    for (int i = 0; i < count && count < 8;) {
+        OctreeIterator below[8];
+        const int more = children[i].isLeaf() ? 8 : addChildren(children[i], below);
+        if (count + more - 1 <= 8) {
+            std::copy(children.begin() + i + 1, children.begin() + count, children.begin() + i);
+            std::copy_n(below, more, children.begin() + count - 1);
+            count += more - 1;
+        } else {
+            ++i;
+        }
+    }
+    Node node{};
+    BoundingBox extent;
+    for (int k = 0; k < count; ++k) {
+        const BoundingBox box = grown(children[k].box, margin_);
+        node.child[k] = kUnopened;
+        node.boxes.set(k, box);
+        extent.extend(box);
+    }
+    nodes_[slot >> 3].boxes.set(slot & 7, extent);
     nodes_.push_back(node);
-    places_.push_back(place);
+    places_.emplace_back();
+    std::copy_n(children.begin(), count, places_.back().begin());
     return static_cast<int>(nodes_.size()) - 1;
 }
 

@@ -2,6 +2,7 @@
 /// An octree and the triangles of its leaves, laid out for rays.
 #pragma once
 
+#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -88,15 +89,21 @@ private:
         int child[8]; // a node, a bundle with all bits turned over, or not yet known
     };
 
+    /// Where the children of a node lie in the octree.
+    using Places = std::array<OctreeIterator, 8>;
+
     struct Entry {
         int slot; // eight times the parent, plus the child
         float enter;
     };
 
+    /// Puts the children of a node that are met on the stack, the nearest on top; returns its size.
+    static int pushSorted(Entry* stack, int size, int first, unsigned met, const float enter[8]);
+
     void restart();
-    OctreeIterator placeOf(int slot) const;
     int open(int slot);
-    int openNode(const OctreeIterator& place);
+    int openNode(const OctreeIterator& place, int slot);
+    int addChildren(const OctreeIterator& place, OctreeIterator* children) const;
     int copyLeaf(const OctreeIterator& place, int slot);
     void sortByPlace(const int* begin, const int* end);
     void fillGroup(TriangleGroup& group, std::size_t first, BoundingBox& box) const;
@@ -110,68 +117,60 @@ private:
     float margin_;
     double reach_;    // length of directions, in units of the tree's size, that boxes are good for
     double wideEdge_; // squared
-    LargeVector<Node> nodes_;            // the first has the root for its only child
-    std::vector<OctreeIterator> places_; // of the nodes
+    LargeVector<Node> nodes_;    // the first has the root for its only child
+    std::vector<Places> places_; // node by node
     LargeVector<RayBundle> bundles_;
     LargeVector<TriangleGroup> groups_;
     std::vector<Entry> stack_;                          // eight entries a level
     std::vector<std::pair<std::uint32_t, int>> sorted_; // place and triangle, of one leaf
 };
 
-/// The bits of eight children in the order of their nearness to a ray, or back: by the axes along
-/// which it goes down.
-struct NearnessTable {
-    std::uint8_t bits[8][256];
-
-    constexpr NearnessTable() : bits() {
-        for (unsigned flip = 0; flip < 8; ++flip) {
-            for (unsigned children = 0; children < 256; ++children) {
-                unsigned near = 0;
-                for (unsigned k = 0; k < 8; ++k)
-                    near |= (children >> k & 1U) << (k ^ flip);
-                bits[flip][children] = static_cast<std::uint8_t>(near);
-            }
-        }
+inline int RayTree::pushSorted(Entry* stack, int size, int first, unsigned met,
+                               const float enter[8]) {
+    const int begin = size;
+    for (; met != 0; met &= met - 1) {
+        const int lane = std::countr_zero(met);
+        const Entry entry{first | lane, enter[lane]};
+        int at = size++;
+        for (; at > begin && stack[at - 1].enter < entry.enter; --at)
+            stack[at] = stack[at - 1];
+        stack[at] = entry;
     }
-};
-
-inline constexpr NearnessTable kNearness;
+    return size;
+}
 
 template <class Rays, class Visit>
 void RayTree::walk(const Rays& rays, const float& limit, const Visit& visit) {
-    alignas(16) float enter[8];
+    alignas(32) float enter[8];
     if (!(rays.boxesMet(nodes_[0].boxes, limit, enter) & 1))
         return;
-    const std::uint8_t* const nearness = kNearness.bits[rays.flip];
+    Entry* const stack = stack_.data();
     int slot = 0; // the one to go into, nearer than all on the stack
     int size = 0;
     while (true) {
         int child = nodes_[slot >> 3].child[slot & 7];
         if (child == kUnopened)
             child = open(slot);
-        unsigned met = 0; // by nearness
+        unsigned met = 0;
         if (child >= 0)
-            met = nearness[rays.boxesMet(nodes_[child].boxes, limit, enter)];
+            met = rays.boxesMet(nodes_[child].boxes, limit, enter);
         else if (visit(bundles_[~child]))
             return;
 
         if (met != 0) {
             const int first = child << 3;
-            const unsigned nearest = static_cast<unsigned>(std::countr_zero(met));
-            for (met &= met - 1; met != 0;) { // the nearest is to end on top
-                const unsigned farthest = 31U - static_cast<unsigned>(std::countl_zero(met));
-                met ^= 1U << farthest;
-                const unsigned lane = farthest ^ rays.flip;
-                stack_[size++] = {first | static_cast<int>(lane), enter[lane]};
+            slot = first | std::countr_zero(met);
+            if ((met & (met - 1)) != 0) {
+                size = pushSorted(stack, size, first, met, enter);
+                slot = stack[--size].slot;
             }
-            slot = first | static_cast<int>(nearest ^ rays.flip);
             continue;
         }
         do {
             if (size == 0)
                 return;
-            slot = stack_[--size].slot;
-        } while (stack_[size].enter > limit);
+            slot = stack[--size].slot;
+        } while (stack[size].enter > limit);
     }
 }
 
