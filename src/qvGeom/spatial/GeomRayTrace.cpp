@@ -13,6 +13,7 @@
 #include "qvGeom/spatial/detail/OctreeWalk.h"
 #include "qvGeom/spatial/detail/QuadRayWalk.h"
 #include "qvGeom/spatial/detail/RayTree.h"
+#include "qvGeom/spatial/detail/WideLanes.h"
 
 namespace qvGeom {
 
@@ -27,9 +28,7 @@ constexpr double kNoHit = FLT_MAX;
 
 double backfaceCullDistance = std::numeric_limits<double>::infinity();
 
-bool isCulled(const detail::RayTriangleHit& hit) {
-    return hit.backFace && hit.t <= backfaceCullDistance;
-}
+bool isCulled(const detail::RayHit& hit) { return hit.backFace && hit.t <= backfaceCullDistance; }
 
 /// Whether an exact test of this triangle finds the ray; `hit` is set when it does.
 bool meets(const PointFlt& o, const Vector& d, const MeshVertex& a, const MeshVertex& b,
@@ -37,30 +36,12 @@ bool meets(const PointFlt& o, const Vector& d, const MeshVertex& a, const MeshVe
     return detail::meets(widen(o), d, a, b, c, hit);
 }
 
-MeshVertex cornerOf(const detail::TriangleGroup& group, int corner, int lane) {
-    return {group.corner[corner][0][lane], group.corner[corner][1][lane],
-            group.corner[corner][2][lane]};
-}
-
-/// The test again, of one triangle and for its distance.
-bool meets(const Ray& ray, const detail::TriangleGroup& group, int lane,
-           detail::RayTriangleHit& hit) {
-    return meets(ray.origin, ray.direction, cornerOf(group, 0, lane), cornerOf(group, 1, lane),
-                 cornerOf(group, 2, lane), hit);
-}
-
 /// A ray and all that its tests need.
 struct TracedRay {
     Ray ray;
-    detail::RayLanes lanes;
-    detail::Double2x3 origin;
-    detail::Double2x3 direction;
+    qvLinear::Point origin;
 
-    TracedRay(const PointFlt& o, const Vector& d)
-        : ray(o, d),
-          lanes(ray),
-          origin{detail::splat(widen(o.x)), detail::splat(widen(o.y)), detail::splat(widen(o.z))},
-          direction{detail::splat(d.x), detail::splat(d.y), detail::splat(d.z)} {}
+    TracedRay(const PointFlt& o, const Vector& d) : ray(o, d), origin(widen(o)) {}
 
     /// How far a walk has to go to find all that may be nearer than `t`, in boxes with a margin.
     float limitFor(double t, float margin) const {
@@ -72,23 +53,25 @@ struct TracedRay {
     }
 };
 
-/// Calls `take(group, lane)` for the triangles of the leaf that the line of a ray meets, all of
-/// those up to the limit among them, until it returns true; returns whether it did.
-template <class Take>
+/// Calls `take(triangle, hit)` for what the line of a ray meets of a leaf, all hits up to the limit
+/// among them, until it returns true; returns whether it did.
+template <class Kernel, class Take>
 bool testLeaf(const detail::RayTree& tree, const detail::RayBundle& leaf, const TracedRay& ray,
-              const float& limit, const Take& take) {
+              const typename Kernel::Lanes& lanes, const float& limit, const Take& take) {
     for (const detail::RayBundle* bundle = &leaf;; ++bundle) {
-        alignas(16) float enter[8];
-        unsigned groups = ray.lanes.boxesMet(bundle->boxes, limit, enter);
+        alignas(32) float enter[8];
+        unsigned groups = lanes.boxesMet(bundle->boxes, limit, enter);
         for (; groups != 0; groups &= groups - 1) {
             const int g = std::countr_zero(groups);
             if (enter[g] > limit)
                 continue;
             const auto& group = tree.groups(*bundle)[g];
-            unsigned met = detail::TrianglePair(group, 0, ray.origin).meeting(ray.direction) |
-                           detail::TrianglePair(group, 2, ray.origin).meeting(ray.direction) << 2;
+            detail::GroupHits hits;
+            unsigned met =
+                typename Kernel::Triangles(group, ray.origin).meeting(ray.ray.direction, hits);
             for (; met != 0; met &= met - 1) {
-                if (take(group, std::countr_zero(met)))
+                const int lane = std::countr_zero(met);
+                if (take(group.triangle[lane], hits.of(lane)))
                     return true;
             }
         }
@@ -97,13 +80,13 @@ bool testLeaf(const detail::RayTree& tree, const detail::RayBundle& leaf, const 
     }
 }
 
-/// The same, for four rays, the limits a ray a lane: `take(ray, group, lane)`.
-template <class Take>
+/// The same, for four rays, the limits a ray a lane: `take(ray, triangle, hit)`.
+template <class Kernel, class Take>
 void testLeaf(const detail::RayTree& tree, const detail::RayBundle& leaf,
-              const detail::PacketLanes& packet, const TracedRay rays[4],
+              const typename Kernel::Packet& packet, const TracedRay rays[4],
               const detail::Float4& limits, const float& limit, const Take& take) {
     for (const detail::RayBundle* bundle = &leaf;; ++bundle) {
-        alignas(16) float enter[8];
+        alignas(32) float enter[8];
         unsigned groups = packet.boxesMet(bundle->boxes, limit, enter);
         for (; groups != 0; groups &= groups - 1) {
             const int g = std::countr_zero(groups);
@@ -111,14 +94,15 @@ void testLeaf(const detail::RayTree& tree, const detail::RayBundle& leaf,
             if (which == 0)
                 continue;
             const auto& group = tree.groups(*bundle)[g];
-            const detail::TrianglePair pairs[2] = {{group, 0, rays[0].origin},
-                                                   {group, 2, rays[0].origin}};
+            const typename Kernel::Triangles triangles(group, rays[0].origin);
             for (; which != 0; which &= which - 1) {
                 const int r = std::countr_zero(which);
-                unsigned met =
-                    pairs[0].meeting(rays[r].direction) | pairs[1].meeting(rays[r].direction) << 2;
-                for (; met != 0; met &= met - 1)
-                    take(r, group, std::countr_zero(met));
+                detail::GroupHits hits;
+                unsigned met = triangles.meeting(rays[r].ray.direction, hits);
+                for (; met != 0; met &= met - 1) {
+                    const int lane = std::countr_zero(met);
+                    take(r, group.triangle[lane], hits.of(lane));
+                }
             }
         }
         if (bundle->isLast)
@@ -185,14 +169,28 @@ public:
         if (!tree_.prepare(origin, direction))
             return intersectAll(origin, direction);
         const TracedRay ray(origin, direction);
-        distance = kNoHit;
         bool found = false;
-        double doubtful = kNoHit; // the nearest hit in a leaf that does not count
+        bool sure = false;
+        detail::runWithLanes([&](auto kernel) { sure = trace<decltype(kernel)>(ray, found); });
+        return sure ? found : intersectAll(origin, direction);
+    }
+
+    bool nearest = false;
+    double distance = kNoHit;
+
+private:
+    static bool counts(const detail::RayHit& hit) { return hit.t > widen(qvLinear::epsilonTolFlt); }
+
+    /// Returns false when a hit in a leaf that does not count may count in another.
+    template <class Kernel>
+    bool trace(const TracedRay& ray, bool& found) {
+        const typename Kernel::Lanes lanes(ray.ray);
+        distance = kNoHit;
+        double doubtful = kNoHit;
         float limit = detail::kInfinity;
-        tree_.walk(ray.lanes, limit, [&](const detail::RayBundle& leaf) {
-            return testLeaf(tree_, leaf, ray, limit, [&](const auto& group, int lane) {
-                detail::RayTriangleHit hit{};
-                if (!meets(ray.ray, group, lane, hit) || !counts(hit) || hit.t >= distance)
+        tree_.walk(lanes, limit, [&](const detail::RayBundle& leaf) {
+            const auto take = [&](int, const detail::RayHit& hit) {
+                if (!counts(hit) || hit.t >= distance)
                     return false;
                 if (!detail::meets(leaf.leaf, ray.ray)) {
                     doubtful = std::min(doubtful, hit.t);
@@ -204,18 +202,10 @@ public:
                     limit = ray.limitFor(hit.t, tree_.margin());
                 }
                 return !nearest;
-            });
+            };
+            return testLeaf<Kernel>(tree_, leaf, ray, lanes, limit, take);
         });
-        const bool doubt = nearest ? doubtful < distance : !found && doubtful < kNoHit;
-        return doubt ? intersectAll(origin, direction) : found;
-    }
-
-    bool nearest = false;
-    double distance = kNoHit;
-
-private:
-    static bool counts(const detail::RayTriangleHit& hit) {
-        return hit.t > widen(qvLinear::epsilonTolFlt);
+        return nearest ? doubtful >= distance : found || doubtful >= kNoHit;
     }
 
     /// Tests all triangles of the leaves that the ray meets.
@@ -312,9 +302,13 @@ public:
                                    {o, quad.getDirection(3)}};
         Outcome outcome;
         if (fit && areAlike(rays))
-            traceTogether(rays, quad.cullsBackfaces(), outcome);
+            detail::runWithLanes([&](auto kernel) {
+                traceTogether<decltype(kernel)>(rays, quad.cullsBackfaces(), outcome);
+            });
         else if (fit)
-            traceApart(rays, quad.cullsBackfaces(), outcome);
+            detail::runWithLanes([&](auto kernel) {
+                traceApart<decltype(kernel)>(rays, quad.cullsBackfaces(), outcome);
+            });
         if (!fit || outcome.isInDoubt())
             traceAll(quad, rays, outcome);
         for (int r = 0; r < 4; ++r)
@@ -340,12 +334,11 @@ private:
         }
     };
 
-    static bool counts(const detail::RayTriangleHit& hit, bool cull) {
+    static bool counts(const detail::RayHit& hit, bool cull) {
         return hit.t > qvLinear::epsilonTol && !(cull && isCulled(hit));
     }
 
-    static bool isBetter(const detail::RayTriangleHit& hit, int triangle,
-                         const QuadRay::Hit& best) {
+    static bool isBetter(const detail::RayHit& hit, int triangle, const QuadRay::Hit& best) {
         return hit.t < best.t || (hit.t == best.t && triangle < best.triangle);
     }
 
@@ -363,13 +356,10 @@ private:
         return alike;
     }
 
-    /// Takes a hit that the lanes found; returns whether it is the nearest now.
-    static bool take(const TracedRay rays[4], int r, const detail::RayBundle& leaf,
-                     const detail::TriangleGroup& group, int lane, bool cull, Outcome& outcome) {
-        detail::RayTriangleHit hit{};
-        const int triangle = group.triangle[lane];
-        if (!meets(rays[r].ray, group, lane, hit) || !counts(hit, cull) ||
-            !isBetter(hit, triangle, outcome.best[r]))
+    /// Takes a hit; returns whether it is the nearest now.
+    static bool take(const TracedRay rays[4], int r, const detail::RayBundle& leaf, int triangle,
+                     const detail::RayHit& hit, bool cull, Outcome& outcome) {
+        if (!counts(hit, cull) || !isBetter(hit, triangle, outcome.best[r]))
             return false;
         const bool yielded = std::any_of(rays, rays + 4, [&](const TracedRay& ray) {
             return detail::meets(leaf.leaf, ray.ray);
@@ -381,31 +371,35 @@ private:
         return yielded;
     }
 
+    template <class Kernel>
     void traceTogether(const TracedRay rays[4], bool cull, Outcome& outcome) {
-        const detail::PacketLanes packet(rays);
+        const typename Kernel::Packet packet(rays[0].ray, rays[1].ray, rays[2].ray, rays[3].ray);
         detail::Float4 limits = detail::splat(detail::kInfinity);
         float limit = detail::kInfinity;
         tree_.walk(packet, limit, [&](const detail::RayBundle& leaf) {
-            const auto takeFor = [&](int r, const auto& group, int lane) {
-                if (!take(rays, r, leaf, group, lane, cull, outcome))
+            const auto takeFor = [&](int r, int triangle, const detail::RayHit& hit) {
+                if (!take(rays, r, leaf, triangle, hit, cull, outcome))
                     return;
                 limits[r] = rays[r].limitFor(outcome.best[r].t, tree_.margin());
                 limit = std::max({limits[0], limits[1], limits[2], limits[3]});
             };
-            testLeaf(tree_, leaf, packet, rays, limits, limit, takeFor);
+            testLeaf<Kernel>(tree_, leaf, packet, rays, limits, limit, takeFor);
             return false;
         });
     }
 
+    template <class Kernel>
     void traceApart(const TracedRay rays[4], bool cull, Outcome& outcome) {
         for (int r = 0; r < 4; ++r) {
+            const typename Kernel::Lanes lanes(rays[r].ray);
             float limit = detail::kInfinity;
-            tree_.walk(rays[r].lanes, limit, [&](const detail::RayBundle& leaf) {
-                return testLeaf(tree_, leaf, rays[r], limit, [&](const auto& group, int lane) {
-                    if (take(rays, r, leaf, group, lane, cull, outcome))
+            tree_.walk(lanes, limit, [&](const detail::RayBundle& leaf) {
+                const auto takeHit = [&](int triangle, const detail::RayHit& hit) {
+                    if (take(rays, r, leaf, triangle, hit, cull, outcome))
                         limit = rays[r].limitFor(outcome.best[r].t, tree_.margin());
                     return false;
-                });
+                };
+                return testLeaf<Kernel>(tree_, leaf, rays[r], lanes, limit, takeHit);
             });
         }
     }

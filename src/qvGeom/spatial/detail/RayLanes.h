@@ -2,6 +2,8 @@
 /// The test of one ray, or of four that run alike, against eight boxes.
 #pragma once
 
+#include <algorithm>
+
 #include "qvGeom/foundation/geometry/Ray.h"
 #include "qvGeom/spatial/detail/Lanes.h"
 
@@ -46,7 +48,6 @@ struct RayLanes {
     Float4 inverse[3];
     int near[3];
     int far[3];
-    unsigned flip = 0; // axes along which the ray goes down, as bits of a child
 
     explicit RayLanes(const Ray& ray)
         : origin{splat(ray.origin.x), splat(ray.origin.y), splat(ray.origin.z)},
@@ -54,7 +55,6 @@ struct RayLanes {
         for (int axis = 0; axis < 3; ++axis) {
             near[axis] = ray.near[axis];
             far[axis] = ray.far[axis];
-            flip |= static_cast<unsigned>(near[axis] >= 3) << axis;
         }
     }
 
@@ -76,21 +76,18 @@ struct PacketLanes {
     Float4 inverse[3]; // a ray a lane
     int near[3];
     int far[3];
-    unsigned flip = 0;
 
-    /// Of four that have `lanes`.
-    template <class Rays>
-    explicit PacketLanes(const Rays& rays) : flip(rays[0].lanes.flip) {
+    PacketLanes(const Ray& a, const Ray& b, const Ray& c, const Ray& d)
+        : origin{splat(a.origin.x), splat(a.origin.y), splat(a.origin.z)} {
         for (int axis = 0; axis < 3; ++axis) {
-            origin[axis] = rays[0].lanes.origin[axis];
-            least[axis] = largest[axis] = rays[0].lanes.inverse[axis];
-            for (int r = 0; r < 4; ++r) {
-                inverse[axis][r] = rays[r].ray.inverse[axis];
-                least[axis] = lower(least[axis], rays[r].lanes.inverse[axis]);
-                largest[axis] = raise(largest[axis], rays[r].lanes.inverse[axis]);
-            }
-            near[axis] = rays[0].lanes.near[axis];
-            far[axis] = rays[0].lanes.far[axis];
+            inverse[axis] =
+                Float4{a.inverse[axis], b.inverse[axis], c.inverse[axis], d.inverse[axis]};
+            const auto [low, high] =
+                std::minmax({a.inverse[axis], b.inverse[axis], c.inverse[axis], d.inverse[axis]});
+            least[axis] = splat(low);
+            largest[axis] = splat(high);
+            near[axis] = a.near[axis];
+            far[axis] = a.far[axis];
         }
     }
 

@@ -11,9 +11,13 @@
 namespace qvGeom::detail {
 
 /// What is known of a hit.
-struct RayTriangleHit {
-    double t, u, v;
+struct RayHit {
+    double t;
     bool backFace;
+};
+
+struct RayTriangleHit : RayHit {
+    double u, v;
 };
 
 inline constexpr double kMinDeterminant = 1e-6;
@@ -37,7 +41,7 @@ inline bool meets(const qvLinear::Point& o, const qvLinear::Vector& d, const Mes
     const double v = det < 0.0 ? -dot(d, q) : dot(d, q);
     if (!(u >= 0.0 && v >= 0.0 && u + v <= size))
         return false;
-    hit = {dot(e2, q) / det, u / size, v / size, det < 0.0};
+    hit = {{dot(e2, q) / det, det < 0.0}, u / size, v / size};
     return true;
 }
 
@@ -64,6 +68,14 @@ struct TriangleGroup {
     int triangle[4];
 };
 
+/// The distances of a group's triangles and the determinants, good for those that are met.
+struct GroupHits {
+    double t[4];
+    double determinant[4];
+
+    RayHit of(int lane) const { return {t[lane], determinant[lane] < 0.0}; }
+};
+
 /// What the test of two triangles needs but the direction of the ray, which others may share.
 struct TrianglePair {
     Double2x3 e1, e2;
@@ -82,10 +94,10 @@ struct TrianglePair {
         q = cross(s, e1);
     }
 
-    /// One bit for each of the two that `meets` is true of.
-    unsigned meeting(const Double2x3& d) const {
+    /// One bit for each of the two that `meets` is true of, and what it divides for the distance.
+    unsigned meeting(const Double2x3& d, Double2& det) const {
         const Double2x3 p = cross(d, e2);
-        const Double2 det = dot(e1, p);
+        det = dot(e1, p);
         const Mask2 sign = reinterpret_cast<Mask2>(det) & reinterpret_cast<Mask2>(splat(-0.0));
         const auto turned = [sign](Double2 value) {
             return reinterpret_cast<Double2>(reinterpret_cast<Mask2>(value) ^ sign);
@@ -97,6 +109,32 @@ struct TrianglePair {
         return bitsOf(isAtLeast(size, splat(kMinDeterminant)) & isAtLeast(u, zero) &
                       isAtLeast(v, zero) & isAtLeast(size, u + v));
     }
+};
+
+/// The same of a whole group.
+struct NarrowTriangles {
+    TrianglePair pairs[2];
+
+    NarrowTriangles(const TriangleGroup& group, const qvLinear::Point& o)
+        : NarrowTriangles(group, Double2x3{splat(o.x), splat(o.y), splat(o.z)}) {}
+
+    /// One bit for each triangle that `meets` is true of; sets `hits` when there are any.
+    unsigned meeting(const qvLinear::Vector& along, GroupHits& hits) const {
+        const Double2x3 d{splat(along.x), splat(along.y), splat(along.z)};
+        Double2 det[2];
+        const unsigned met = pairs[0].meeting(d, det[0]) | pairs[1].meeting(d, det[1]) << 2;
+        if (met != 0) {
+            const Double2 t[2] = {dot(pairs[0].e2, pairs[0].q) / det[0],
+                                  dot(pairs[1].e2, pairs[1].q) / det[1]};
+            std::memcpy(hits.t, t, sizeof t);
+            std::memcpy(hits.determinant, det, sizeof det);
+        }
+        return met;
+    }
+
+private:
+    NarrowTriangles(const TriangleGroup& group, const Double2x3& o)
+        : pairs{{group, 0, o}, {group, 2, o}} {}
 };
 
 } // namespace qvGeom::detail
