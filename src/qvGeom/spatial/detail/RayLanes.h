@@ -18,6 +18,9 @@ struct alignas(16) EightBoxes {
 
     /// A box that is not valid becomes the empty one.
     void set(int lane, const BoundingBox& box);
+
+    /// The box around all.
+    BoundingBox extent() const;
 };
 
 /// By how much an exit may be too early by the rounding of it and of the entry, relative.

@@ -114,6 +114,15 @@ void EightBoxes::set(int lane, const BoundingBox& box) {
     }
 }
 
+BoundingBox EightBoxes::extent() const {
+    BoundingBox box;
+    for (int axis = 0; axis < 3; ++axis) {
+        box.min[axis] = *std::min_element(side[axis], side[axis] + 8);
+        box.max[axis] = *std::max_element(side[axis + 3], side[axis + 3] + 8);
+    }
+    return box;
+}
+
 RayTree::RayTree(const Octree& octree, const OctreeTris& tris, const CompactMesh& mesh)
     : octree_(octree),
       tris_(tris),
@@ -133,8 +142,8 @@ void RayTree::restart() {
     const OctreeIterator root = octree_.getRoot();
     if (octree_.getNumVoxels() > 0 && holdsTriangles(root.node))
         nodes_[0].boxes.set(0, grown(root.box, margin_));
-    places_.assign(1, Places());
-    places_[0][0] = root;
+    places_.assign(1, NodePlace());
+    places_[0].children[0] = root;
     bundles_.clear();
     groups_.clear();
 }
@@ -155,10 +164,19 @@ bool RayTree::prepare(const qvLinear::PointFlt& origin, const qvLinear::Vector& 
 }
 
 int RayTree::open(int slot) {
-    const OctreeIterator place = places_[slot >> 3][slot & 7];
+    const OctreeIterator place = places_[slot >> 3].children[slot & 7];
     const int child = place.isLeaf() ? ~copyLeaf(place, slot) : openNode(place, slot);
     nodes_[slot >> 3].child[slot & 7] = child;
     return child;
+}
+
+/// Sets the box of a child, and those around it.
+void RayTree::setBox(int slot, BoundingBox box) {
+    nodes_[slot >> 3].boxes.set(slot & 7, box);
+    for (int node = slot >> 3; node != 0; node = places_[node].slot >> 3) {
+        const int above = places_[node].slot;
+        nodes_[above >> 3].boxes.set(above & 7, nodes_[node].boxes.extent());
+    }
 }
 
 /// Puts the children that hold triangles at `children` and returns their number.
@@ -196,10 +214,10 @@ int RayTree::openNode(const OctreeIterator& place, int slot) {
         node.boxes.set(k, box);
         extent.extend(box);
     }
-    nodes_[slot >> 3].boxes.set(slot & 7, extent);
     nodes_.push_back(node);
-    places_.emplace_back();
-    std::copy_n(children.begin(), count, places_.back().begin());
+    places_.push_back({slot, {}});
+    std::copy_n(children.begin(), count, places_.back().children);
+    setBox(slot, extent);
     return static_cast<int>(nodes_.size()) - 1;
 }
 
@@ -246,7 +264,7 @@ int RayTree::copyLeaf(const OctreeIterator& place, int slot) {
             extent.extend(box);
         bundles_.back().boxes.set(static_cast<int>(lane), box);
     }
-    nodes_[slot >> 3].boxes.set(slot & 7, wide ? cut : extent);
+    setBox(slot, wide ? cut : extent);
     bundles_.back().isLast = 1;
     return firstBundle;
 }

@@ -89,8 +89,11 @@ private:
         int child[8]; // a node, a bundle with all bits turned over, or not yet known
     };
 
-    /// Where the children of a node lie in the octree.
-    using Places = std::array<OctreeIterator, 8>;
+    /// Where a node hangs, and where its children lie in the octree.
+    struct NodePlace {
+        int slot;
+        OctreeIterator children[8];
+    };
 
     struct Entry {
         int slot; // eight times the parent, plus the child
@@ -105,6 +108,7 @@ private:
     int openNode(const OctreeIterator& place, int slot);
     int addChildren(const OctreeIterator& place, OctreeIterator* children) const;
     int copyLeaf(const OctreeIterator& place, int slot);
+    void setBox(int slot, BoundingBox box);
     void sortByPlace(const int* begin, const int* end);
     void fillGroup(TriangleGroup& group, std::size_t first, BoundingBox& box) const;
     bool holdsTriangles(const TreeNode* node) const;
@@ -117,8 +121,8 @@ private:
     float margin_;
     double reach_;    // length of directions, in units of the tree's size, that boxes are good for
     double wideEdge_; // squared
-    LargeVector<Node> nodes_;    // the first has the root for its only child
-    std::vector<Places> places_; // node by node
+    LargeVector<Node> nodes_;       // the first has the root for its only child
+    std::vector<NodePlace> places_; // of the nodes
     LargeVector<RayBundle> bundles_;
     LargeVector<TriangleGroup> groups_;
     std::vector<Entry> stack_;                          // eight entries a level
