@@ -28,26 +28,16 @@ constexpr double kFirstReach = 16.0;
 /// Beyond this and its inverse, floats may overflow or lose digits on the way.
 constexpr double kLargestScale = 1e15;
 
-/// Three times the middle of the triangle.
-qvLinear::PointFlt sumOfCorners(const MeshVertex* vertices, const MeshTriangle& t) {
-    const MeshVertex &a = vertices[t[0]], &b = vertices[t[1]], &c = vertices[t[2]];
-    return {a.x + b.x + c.x, a.y + b.y + c.y, a.z + b.z + c.z};
-}
+/// Triangles that are no numbers lie at 0, so that there is an order.
+float orZero(float value) { return std::isnan(value) ? 0.0F : value; }
 
-/// Puts two zero bits behind each of ten.
-std::uint32_t spread(std::uint32_t bits) {
-    bits = (bits | bits << 16) & 0x030000ff;
-    bits = (bits | bits << 8) & 0x0300f00f;
-    bits = (bits | bits << 4) & 0x030c30c3;
-    return (bits | bits << 2) & 0x09249249;
-}
-
-/// Where in the range, in 1024 steps; a NaN counts as the beginning.
-std::uint32_t stepOf(float value, float min, float max) {
-    const float step = (value - min) / (max - min) * 1023.0F;
-    if (step > 0.0F)
-        return step < 1023.0F ? static_cast<std::uint32_t>(step) : 1023U;
-    return 0U;
+int longestAxis(const BoundingBox& box) {
+    int longest = 0;
+    for (int axis = 1; axis < 3; ++axis) {
+        if (box.max[axis] - box.min[axis] > box.max[longest] - box.min[longest])
+            longest = axis;
+    }
+    return longest;
 }
 
 double largestOf(double x, double y, double z) {
@@ -245,7 +235,10 @@ int RayTree::copyLeaf(const OctreeIterator& place, int slot) {
     const int index = place.node->leafIndex();
     const int* const begin = tris_.begin(index);
     const int* const end = tris_.end(index);
-    sortByPlace(begin, end);
+    sorted_.clear();
+    for (const int* t = begin; t < end; ++t)
+        sorted_.push_back(placed(*t));
+    sortByPlace(sorted_.data(), sorted_.data() + sorted_.size());
     const bool wide = !std::all_of(
         begin, end, [this](int t) { return edge2Of(vertices_, triangles_[t]) <= wideEdge_; });
     const BoundingBox cut = grown(place.box, margin_);
@@ -269,29 +262,48 @@ int RayTree::copyLeaf(const OctreeIterator& place, int slot) {
     return firstBundle;
 }
 
-void RayTree::sortByPlace(const int* begin, const int* end) {
-    BoundingBox range;
-    for (const int* t = begin; t < end; ++t)
-        range.extend(sumOfCorners(vertices_, triangles_[*t]));
-    sorted_.clear();
-    for (const int* t = begin; t < end; ++t) {
-        const qvLinear::PointFlt p = sumOfCorners(vertices_, triangles_[*t]);
-        sorted_.emplace_back(spread(stepOf(p.x, range.min[0], range.max[0])) |
-                                 spread(stepOf(p.y, range.min[1], range.max[1])) << 1 |
-                                 spread(stepOf(p.z, range.min[2], range.max[2])) << 2,
-                             *t);
+RayTree::PlacedTriangle RayTree::placed(int triangle) const {
+    PlacedTriangle result{triangle, {}};
+    for (const int v : triangles_[triangle].v) {
+        result.place[0] += vertices_[v].x;
+        result.place[1] += vertices_[v].y;
+        result.place[2] += vertices_[v].z;
     }
-    std::sort(sorted_.begin(), sorted_.end());
+    std::transform(result.place, result.place + 3, result.place, orZero);
+    return result;
+}
+
+/// Cuts the triangles in two across the longest side of the box around their places, and the
+/// halves again, until each is a group.
+void RayTree::sortByPlace(PlacedTriangle* begin, PlacedTriangle* end) {
+    const auto count = static_cast<std::size_t>(end - begin);
+    if (count <= kTrianglesPerGroup)
+        return;
+    BoundingBox range;
+    for (const PlacedTriangle* t = begin; t < end; ++t)
+        range.extend({t->place[0], t->place[1], t->place[2]});
+    const int axis = longestAxis(range);
+    // Whole groups, and whole bundles where there are several.
+    const std::size_t unit = count > kTrianglesPerGroup * kGroupsPerBundle
+                                 ? kTrianglesPerGroup * kGroupsPerBundle
+                                 : kTrianglesPerGroup;
+    const std::size_t half = (count / 2 + unit - 1) / unit * unit;
+    PlacedTriangle* const middle = begin + half;
+    std::nth_element(begin, middle, end, [axis](const PlacedTriangle& a, const PlacedTriangle& b) {
+        return a.place[axis] < b.place[axis];
+    });
+    sortByPlace(begin, middle);
+    sortByPlace(middle, end);
 }
 
 void RayTree::fillGroup(TriangleGroup& group, std::size_t first, BoundingBox& box) const {
     for (std::size_t lane = 0; lane < kTrianglesPerGroup; ++lane) {
         const std::size_t i = first + lane;
-        group.triangle[lane] = i < sorted_.size() ? sorted_[i].second : -1;
+        group.triangle[lane] = i < sorted_.size() ? sorted_[i].triangle : -1;
         for (int corner = 0; corner < 3; ++corner) {
             MeshVertex v{0.0F, 0.0F, 0.0F};
             if (i < sorted_.size()) {
-                v = vertices_[triangles_[sorted_[i].second][corner]];
+                v = vertices_[triangles_[sorted_[i].triangle][corner]];
                 box.extend({v.x, v.y, v.z});
             }
             group.corner[corner][0][lane] = v.x;

@@ -95,6 +95,11 @@ private:
         OctreeIterator children[8];
     };
 
+    struct PlacedTriangle {
+        int triangle;
+        float place[3]; // three times its middle
+    };
+
     struct Entry {
         int slot; // eight times the parent, plus the child
         float enter;
@@ -109,7 +114,8 @@ private:
     int addChildren(const OctreeIterator& place, OctreeIterator* children) const;
     int copyLeaf(const OctreeIterator& place, int slot);
     void setBox(int slot, BoundingBox box);
-    void sortByPlace(const int* begin, const int* end);
+    PlacedTriangle placed(int triangle) const;
+    static void sortByPlace(PlacedTriangle* begin, PlacedTriangle* end);
     void fillGroup(TriangleGroup& group, std::size_t first, BoundingBox& box) const;
     bool holdsTriangles(const TreeNode* node) const;
 
@@ -125,8 +131,8 @@ private:
     std::vector<NodePlace> places_; // of the nodes
     LargeVector<RayBundle> bundles_;
     LargeVector<TriangleGroup> groups_;
-    std::vector<Entry> stack_;                          // eight entries a level
-    std::vector<std::pair<std::uint32_t, int>> sorted_; // place and triangle, of one leaf
+    std::vector<Entry> stack_;           // eight entries a level
+    std::vector<PlacedTriangle> sorted_; // of one leaf
 };
 
 inline int RayTree::pushSorted(Entry* stack, int size, int first, unsigned met,
