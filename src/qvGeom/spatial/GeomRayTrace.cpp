@@ -342,15 +342,17 @@ private:
         return hit.t < best.t || (hit.t == best.t && triangle < best.triangle);
     }
 
-    /// Whether one walk serves all: they go almost the same way.
+    /// Whether one walk serves all: they go almost the same way, to the same side on each axis.
     static bool areAlike(const TracedRay rays[4]) {
-        constexpr float kMostSpread = 1.1F;
+        constexpr double kMostSpread = 0.05; // of the direction's length
+        const Vector& first = rays[0].ray.direction;
+        const double limit2 = kMostSpread * kMostSpread * first.length2();
         bool alike = true;
-        for (int axis = 0; axis < 3; ++axis) {
-            const float first = rays[0].ray.inverse[axis];
-            for (int r = 1; r < 4; ++r) {
-                const float share = rays[r].ray.inverse[axis] / first; // NaN for zero directions
-                alike &= share < kMostSpread && share * kMostSpread > 1.0F;
+        for (int r = 0; r < 4; ++r) {
+            alike &= (rays[r].ray.direction - first).length2() <= limit2;
+            for (int axis = 0; axis < 3; ++axis) {
+                const float sides = rays[r].ray.inverse[axis] * rays[0].ray.inverse[axis];
+                alike &= sides > 0.0F && sides < detail::kInfinity;
             }
         }
         return alike;
