@@ -160,8 +160,8 @@ int RayTree::open(int slot) {
     return child;
 }
 
-/// Sets the box of a child, and those around it.
-void RayTree::setBox(int slot, BoundingBox box) {
+/// Sets the box of a child, and draws those of all nodes above around what is in them.
+void RayTree::setBox(int slot, const BoundingBox& box) {
     nodes_[slot >> 3].boxes.set(slot & 7, box);
     for (int node = slot >> 3; node != 0; node = places_[node].slot >> 3) {
         const int above = places_[node].slot;
@@ -204,11 +204,13 @@ int RayTree::openNode(const OctreeIterator& place, int slot) {
         node.boxes.set(k, box);
         extent.extend(box);
     }
+    const std::size_t index = nodes_.size();
+    places_.resize(index + 1); // before, so that running out of memory leaves no node without
+    places_[index].slot = slot;
+    std::copy_n(children.begin(), count, places_[index].children);
     nodes_.push_back(node);
-    places_.push_back({slot, {}});
-    std::copy_n(children.begin(), count, places_.back().children);
     setBox(slot, extent);
-    return static_cast<int>(nodes_.size()) - 1;
+    return static_cast<int>(index);
 }
 
 /// The leaves of a node have numbers in a row.
@@ -283,7 +285,7 @@ void RayTree::sortByPlace(PlacedTriangle* begin, PlacedTriangle* end) {
     for (const PlacedTriangle* t = begin; t < end; ++t)
         range.extend({t->place[0], t->place[1], t->place[2]});
     const int axis = longestAxis(range);
-    // Whole groups, and whole bundles where there are several.
+    // All but the last are to be full: groups, and bundles where there are several.
     const std::size_t unit = count > kTrianglesPerGroup * kGroupsPerBundle
                                  ? kTrianglesPerGroup * kGroupsPerBundle
                                  : kTrianglesPerGroup;

@@ -52,9 +52,10 @@ struct ArrayAllocator {
 template <class T>
 using LargeVector = std::vector<T, ArrayAllocator<T>>;
 
-/// Boxes wide enough and yet narrower than the octree's, made where rays come. They enclose what
-/// any ray may hit, so a walk by them misses nothing; but it may come to leaves that the octree's
-/// own walk does not yield, so that a hit counts only after a test of the leaf's box.
+/// Boxes wide enough and yet narrower than the octree's, made where rays come, up to eight a node.
+/// They enclose what any ray may hit, so a walk by them misses nothing; but it may come to leaves
+/// that the octree's own walk does not yield, so that a hit counts only after a test of the leaf's
+/// box.
 ///
 /// Where a ray hits a triangle by the formula of the test, in doubles, is off by rounding: the less
 /// so, the smaller the triangle and the direction. As long as that is below the margin of the
@@ -113,7 +114,7 @@ private:
     int openNode(const OctreeIterator& place, int slot);
     int addChildren(const OctreeIterator& place, OctreeIterator* children) const;
     int copyLeaf(const OctreeIterator& place, int slot);
-    void setBox(int slot, BoundingBox box);
+    void setBox(int slot, const BoundingBox& box);
     PlacedTriangle placed(int triangle) const;
     static void sortByPlace(PlacedTriangle* begin, PlacedTriangle* end);
     void fillGroup(TriangleGroup& group, std::size_t first, BoundingBox& box) const;
