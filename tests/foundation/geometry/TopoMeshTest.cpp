@@ -68,6 +68,12 @@ TEST(TopoMesh, refusesWhatIsNoPolygonAndAnswersForNullHandles) {
     EXPECT_TRUE(TopoMeshEdge().twin().next().prev().nextInList().face().firstEdge().isNull());
     EXPECT_EQ(v.valence() + TopoMeshVertex().valence() + TopoMeshFace().numVertices(), 0);
     EXPECT_FALSE(v.onBoundary() || v.adjacent({}) || mesh.swapEdge(TopoMeshEdge()));
+
+    // Both sides of its edge are in one triangle: a cut would leave an edge from a vertex to
+    // itself.
+    TopoMesh folded = meshOf(2, {{0, 1, 0}});
+    meshTwin(folded);
+    EXPECT_TRUE(folded.splitEdge(folded.firstEdge(), {0, 0, 0}).isNull());
 }
 
 TEST(TopoMesh, agreesWithAScanOfAllEdgesOnAnyPolygons) {
