@@ -331,6 +331,21 @@ TEST(MeshReduce, stopsAtATetrahedron) {
     }
 }
 
+/// Two grids that share their middle vertex, the only one inside them.
+CompactMesh twoClosedFans() {
+    const CompactMesh one = test::grid(2, 2);
+    CompactMesh both = one;
+    both.resizeVertexArray(18); // one is not used
+    both.resizeTriangleArray(16);
+    for (int v = 0; v < 9; ++v)
+        both.getVertices()[9 + v] = {one.getVertices()[v].x, 1, one.getVertices()[v].y - 1};
+    for (int c = 0; c < 24; ++c) {
+        const int v = one.getTrianglesRaw()[c];
+        both.getTrianglesRaw()[24 + c] = v == 4 ? 4 : 9 + v;
+    }
+    return both;
+}
+
 TEST(MeshReduce, leavesAloneWhatItNeedNotTouch) {
     const auto expectUntouched = [](const CompactMesh& mesh, const auto& reduce) {
         Reduction reduction(mesh);
@@ -351,6 +366,9 @@ TEST(MeshReduce, leavesAloneWhatItNeedNotTouch) {
     }
     for (const CompactMesh& mesh : {test::openFan(9), test::bowTie(), test::strip(7)})
         expectUntouched(mesh, [](auto& r) { r.toFraction(0); });
+    Reduction pinched(twoClosedFans()); // tried, and refused
+    pinched.toFraction(0);
+    EXPECT_TRUE(pinched.remaps.empty());
 }
 
 TEST(MeshReduce, stopsWhereItIsCancelledWithASoundMesh) {
