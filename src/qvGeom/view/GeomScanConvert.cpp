@@ -12,12 +12,22 @@ using qvLinear::Point;
 
 namespace {
 
+/// The pixels at or below, and at or above, a position, but in the image; NaN counts as 0.
+int pixelBelow(float at, int max) {
+    return !(at > 0.0F) ? 0 : at >= static_cast<float>(max) ? max : static_cast<int>(at);
+}
+
+int pixelAbove(float at, int max) {
+    const int below = pixelBelow(at, max);
+    return below + (below < max && static_cast<float>(below) < at);
+}
+
 /// The whole pixels outwards of a line's ends on one axis; equal ends are not moved apart.
 std::pair<int, int> pixelsOf(float start, float end, int max) {
     const float size = static_cast<float>(max);
     if (end > start)
-        return {detail::pixelBelow(start * size, max), detail::pixelAbove(end * size, max)};
-    return {detail::pixelAbove(start * size, max), detail::pixelBelow(end * size, max)};
+        return {pixelBelow(start * size, max), pixelAbove(end * size, max)};
+    return {pixelAbove(start * size, max), pixelBelow(end * size, max)};
 }
 
 } // namespace

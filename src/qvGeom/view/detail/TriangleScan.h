@@ -10,7 +10,6 @@
 #include <bit>
 #include <cfloat>
 #include <cmath>
-#include <cstdint>
 
 #include "qvGeom/foundation/geometry/MeshCoord.h"
 #include "qvGeom/foundation/linear/Convert.h"
@@ -23,61 +22,63 @@ namespace qvGeom::detail {
 
 using qvLinear::Point2Flt;
 
-/// The pixels at and below, and at and above, a position; NaN and what is before the image give 0.
-inline int pixelBelow(float at, int max) {
-    return !(at > 0.0F) ? 0 : at >= static_cast<float>(max) ? max : static_cast<int>(at);
-}
-
-inline int pixelAbove(float at, int max) {
-    const int below = pixelBelow(at, max);
-    return below + (below < max && static_cast<float>(below) < at);
-}
-
-/// Exchanges the points unless they are in the order of y, then x; without a branch, since which
-/// way it goes is anybody's guess.
-inline void sortByY(Point2Flt& a, Point2Flt& b) {
-    const bool swapped = (b.y < a.y) | ((b.y == a.y) & (b.x < a.x));
-    auto bitsA = std::bit_cast<std::uint64_t>(a), bitsB = std::bit_cast<std::uint64_t>(b);
-    const std::uint64_t change = (bitsA ^ bitsB) & -std::uint64_t{swapped};
-    a = std::bit_cast<Point2Flt>(bitsA ^ change);
-    b = std::bit_cast<Point2Flt>(bitsB ^ change);
-}
-
 /// The pixels between which the samples of a triangle lie, ends included.
 struct PixelRect {
-    int firstX, lastX, firstY, lastY;
+    int firstX, firstY, lastX, lastY;
 
     int width() const { return lastX - firstX + 1; }
 
     int height() const { return lastY - firstY + 1; }
 };
 
-/// A triangle with its corners in the order of y, then x.
+/// Exchanges the points unless they are in the order of y, then x; without a branch, since which
+/// way it goes is anybody's guess.
+inline void sortByY(Float4& a, Float4& b) {
+    const Mask4 less = b < a, equal = b == a;
+    const Mask4 swapped = __builtin_shufflevector(less, less, 1, 1, 1, 1) |
+                          (__builtin_shufflevector(equal, equal, 1, 1, 1, 1) &
+                           __builtin_shufflevector(less, less, 0, 0, 0, 0));
+    const Float4 first = swapped ? b : a;
+    b = swapped ? a : b;
+    a = first;
+}
+
+/// A triangle with its corners in the order of y, then x, and its extent. Lanes are x and y.
 struct SortedTriangle {
     Point2Flt a, b, c;
-    float minX, maxX;
+    Float4 min, max;
+    bool isFinite;
 
-    SortedTriangle(const Point2Flt& p0, const Point2Flt& p1, const Point2Flt& p2)
-        : a(p0),
-          b(p1),
-          c(p2),
-          minX(std::min(std::min(p0.x, p1.x), p2.x)),
-          maxX(std::max(std::max(p0.x, p1.x), p2.x)) {
-        sortByY(a, b);
-        sortByY(b, c);
-        sortByY(a, b);
+    SortedTriangle(const Point2Flt& p0, const Point2Flt& p1, const Point2Flt& p2) {
+        Float4 first{p0.x, p0.y}, second{p1.x, p1.y}, third{p2.x, p2.y};
+        const Float4 low = first < second ? first : second, high = first < second ? second : first;
+        min = low < third ? low : third;
+        max = high < third ? third : high;
+        const Float4 zero{}, sum = first * zero + second * zero + third * zero; // or else NaN
+        isFinite = bitsOf(sum == zero) == 15U;
+        sortByY(first, second);
+        sortByY(second, third);
+        sortByY(first, second);
+        a = {first[0], first[1]};
+        b = {second[0], second[1]};
+        c = {third[0], third[1]};
     }
 
-    bool isFinite() const { // zero times anything else is NaN
-        return 0.0F * a.x + 0.0F * b.x + 0.0F * c.x + 0.0F * a.y + 0.0F * b.y + 0.0F * c.y == 0.0F;
+    bool isBesideImage() const {
+        return (bitsOf((min > splat(1.0F)) | (max < splat(0.0F))) & 3U) != 0;
     }
 
-    bool isBesideImage() const { return a.y > 1.0F || c.y < 0.0F || minX > 1.0F || maxX < 0.0F; }
-
+    /// The pixels at or below, and at or above, the extent, but in the image.
     PixelRect pixels(const SampleGrid& grid) const {
         const float x = static_cast<float>(grid.maxX), y = static_cast<float>(grid.maxY);
-        return {pixelBelow(minX * x, grid.maxX), pixelAbove(maxX * x, grid.maxX),
-                pixelBelow(a.y * y, grid.maxY), pixelAbove(c.y * y, grid.maxY)};
+        const Float4 last{x, y, x, y}, zero{};
+        Float4 at = __builtin_shufflevector(min, max, 0, 1, 4, 5) * last;
+        at = at > zero ? at : zero;
+        at = at < last ? at : last;
+        const Mask4 below = __builtin_convertvector(at, Mask4);
+        const Mask4 cut = __builtin_convertvector(below, Float4) < at; // -1 where it is
+        return {std::min(below[0], grid.maxX), std::min(below[1], grid.maxY),
+                std::min(below[2] - cut[2], grid.maxX), std::min(below[3] - cut[3], grid.maxY)};
     }
 };
 
@@ -115,7 +116,7 @@ inline int EdgeFunctions::winding(const SortedTriangle& t, const SampleGrid& gri
     // place of its two terms: if all have the wrong sign, the area is less than those errors.
     constexpr float kError = 8.0F * FLT_EPSILON, kLeastError = 16.0F * FLT_MIN, kHuge = 0x1p60F;
     const float sizeX =
-        std::max(t.maxX, grid.x(rect.lastX)) - std::min(t.minX, grid.x(rect.firstX));
+        std::max(t.max[0], grid.x(rect.lastX)) - std::min(t.min[0], grid.x(rect.firstX));
     const float sizeY = std::max(t.c.y, grid.y(rect.lastY)) - std::min(t.a.y, grid.y(rect.firstY));
     if (!(sizeX < kHuge && sizeY < kHuge)) // products might overflow
         return 0;
@@ -128,15 +129,15 @@ inline int EdgeFunctions::winding(const SortedTriangle& t, const SampleGrid& gri
 }
 
 /// Calls onRun(y, begin, end) for every run of samples that are inside, evaluating all samples, as
-/// suits small triangles and those of no clear winding.
-template <class OnRun>
+/// suits small triangles and those of no clear winding. Takes four times `kBlocks` columns at once.
+template <int kBlocks, class OnRun>
 void findRunsByMask(const SampleGrid& grid, const PixelRect& rect, const EdgeFunctions& functions,
                     const OnRun& onRun) {
-    constexpr int kBlocks = 4, kColumns = 4 * kBlocks;
+    constexpr int kColumns = 4 * kBlocks;
     const EdgeFunction* edge = functions.edge;
     Float4 terms[3][kBlocks];
-    const auto computeTerms = [&](int begin, int blocks) {
-        for (int block = 0; block < blocks; ++block) {
+    const auto computeTerms = [&](int begin) {
+        for (int block = 0; block < kBlocks; ++block) {
             const int c = begin + 4 * block;
             const Float4 column = __builtin_convertvector((Mask4{c, c + 1, c + 2, c + 3}), Float4);
             const Float4 x = column * splat(grid.scaleX) + splat(grid.offsetX);
@@ -145,17 +146,16 @@ void findRunsByMask(const SampleGrid& grid, const PixelRect& rect, const EdgeFun
         }
     };
 
+    computeTerms(rect.firstX);
     for (int y = rect.firstY; y <= rect.lastY; ++y) {
         const float sampleY = grid.y(y);
         const Float4 ofY[3] = {splat(edge[0].ofY(sampleY)), splat(edge[1].ofY(sampleY)),
                                splat(edge[2].ofY(sampleY))};
         for (int begin = rect.firstX; begin <= rect.lastX; begin += kColumns) {
-            const int columns = std::min(kColumns, rect.lastX + 1 - begin);
-            const int blocks = (columns + 3) / 4;
-            if (y == rect.firstY || rect.width() > kColumns)
-                computeTerms(begin, blocks);
+            if (rect.width() > kColumns)
+                computeTerms(begin);
             unsigned inside = 0;
-            for (int block = 0; block < blocks; ++block) {
+            for (int block = 0; block < kBlocks; ++block) {
                 const Float4 e0 = terms[0][block] + ofY[0], e1 = terms[1][block] + ofY[1],
                              e2 = terms[2][block] + ofY[2];
                 const Float4 zero{};
@@ -163,7 +163,7 @@ void findRunsByMask(const SampleGrid& grid, const PixelRect& rect, const EdgeFun
                                    ((e0 <= zero) & (e1 <= zero) & (e2 <= zero));
                 inside |= bitsOf(mask) << (4 * block);
             }
-            inside &= (1U << columns) - 1U;
+            inside &= (1U << std::min(kColumns, rect.lastX + 1 - begin)) - 1U;
             while (inside != 0) {
                 const int first = std::countr_zero(inside);
                 const int end = first + std::countr_one(inside >> first);
@@ -248,22 +248,34 @@ void findRunsByEnds(const SampleGrid& grid, const PixelRect& rect, const EdgeFun
 /// The weights u of the second and v of the third corner for the samples of one row, as
 /// isPointInTriangleDefinitive() computes them.
 struct SampleWeights {
-    float scale, offset, originX, y;
-    qvLinear::Point2Flt toSecond, toThird;
-    float area;
+    float scale, offset;
+    Point2Flt origin, toSecond, toThird;
+    float area, y;
+
+    SampleWeights(const SampleGrid& grid, const Point2Flt& p0, const Point2Flt& p1,
+                  const Point2Flt& p2)
+        : scale(grid.scaleX),
+          offset(grid.offsetX),
+          origin(p0),
+          toSecond{p1.x - p0.x, p1.y - p0.y},
+          toThird{p2.x - p0.x, p2.y - p0.y},
+          area(toThird.y * toSecond.x - toSecond.y * toThird.x),
+          y(0.0F) {}
+
+    void moveToRow(float sampleY) { y = sampleY - origin.y; }
+
+    float x(int column) const { return static_cast<float>(column) * scale + offset - origin.x; }
 
     void at(int column, float& u, float& v) const {
-        const float x = static_cast<float>(column) * scale + offset - originX;
-        v = (y * toSecond.x - toSecond.y * x) / area;
-        u = (x - v * toThird.x) / toSecond.x;
+        v = (y * toSecond.x - toSecond.y * x(column)) / area;
+        u = (x(column) - v * toThird.x) / toSecond.x;
     }
 };
 
 /// The same where the second corner is above or below the first.
 struct UprightSampleWeights : SampleWeights {
     void at(int column, float& u, float& v) const {
-        const float x = static_cast<float>(column) * scale + offset - originX;
-        v = x / toThird.x;
+        v = x(column) / toThird.x;
         u = (y - v * toThird.y) / toSecond.y;
     }
 };
@@ -272,13 +284,30 @@ struct UprightSampleWeights : SampleWeights {
 /// inside that are outside of it, by many times its width: they get the weights of the closest
 /// point.
 struct ThinSampleWeights {
-    const SampleGrid& grid;
+    float scale, offset;
     qvLinear::Point origin;
     qvLinear::Vector toSecond, toThird;
-    double area, sampleY;
+    double area, y;
+
+    ThinSampleWeights(const SampleGrid& grid, const Point2Flt& p0, const Point2Flt& p1,
+                      const Point2Flt& p2)
+        : scale(grid.scaleX),
+          offset(grid.offsetX),
+          origin(inPlane(p0)),
+          toSecond(inPlane(p1) - origin),
+          toThird(inPlane(p2) - origin),
+          area(cross(toSecond, toThird).z),
+          y(0.0) {}
+
+    static qvLinear::Point inPlane(const Point2Flt& p) {
+        return {qvLinear::widen(p.x), qvLinear::widen(p.y), 0.0};
+    }
+
+    void moveToRow(float sampleY) { y = qvLinear::widen(sampleY); }
 
     void at(int column, float& u, float& v) const {
-        const qvLinear::Point sample{qvLinear::widen(grid.x(column)), sampleY, 0.0};
+        const float x = static_cast<float>(column) * scale + offset;
+        const qvLinear::Point sample{qvLinear::widen(x), y, 0.0};
         const qvLinear::Vector d = sample - origin;
         double second = cross(d, toThird).z / area, third = cross(toSecond, d).z / area;
         if (!(second >= 0.0 && third >= 0.0 && second + third <= 1.0)) {
@@ -299,46 +328,41 @@ template <class OnTriangle, class OnRun>
 int scanTriangle(const SampleGrid& grid, const Point2Flt& p0, const Point2Flt& p1,
                  const Point2Flt& p2, const OnTriangle& onTriangle, const OnRun& onRun) {
     const SortedTriangle triangle(p0, p1, p2);
-    if (triangle.isBesideImage() || !triangle.isFinite() || grid.maxX < 0 || grid.maxY < 0)
+    if (triangle.isBesideImage() || !triangle.isFinite || grid.maxX < 0 || grid.maxY < 0)
         return 0;
     const PixelRect rect = triangle.pixels(grid);
     onTriangle(rect.width(), rect.height());
 
     int count = 0;
     const EdgeFunctions edges(triangle);
-    const auto findRuns = [&](auto weights, const auto& moveToRow) {
+    const auto findRuns = [&](const auto& weights) {
         const auto onWeightedRun = [&](int y, int begin, int end) {
             count += end - begin;
-            moveToRow(weights, grid.y(y));
-            onRun(y, begin, end, weights);
+            auto ofRow = weights; // a copy that nothing else can see is kept in registers
+            ofRow.moveToRow(grid.y(y));
+            onRun(y, begin, end, ofRow);
         };
-        constexpr int kNarrow = 16;
-        const int winding = rect.width() > kNarrow ? edges.winding(triangle, grid, rect) : 0;
-        if (winding != 0)
-            findRunsByEnds(grid, rect, edges, winding, onWeightedRun);
+        constexpr int kNarrow = 4, kWide = 16;
+        const int winding = rect.width() > kWide ? edges.winding(triangle, grid, rect) : 0;
+        if (rect.width() <= kNarrow)
+            findRunsByMask<1>(grid, rect, edges, onWeightedRun);
+        else if (winding == 0)
+            findRunsByMask<4>(grid, rect, edges, onWeightedRun);
         else
-            findRunsByMask(grid, rect, edges, onWeightedRun);
+            findRunsByEnds(grid, rect, edges, winding, onWeightedRun);
     };
 
     constexpr float kTol = qvLinear::epsilonTolFlt;
-    const Point2Flt e1{p1.x - p0.x, p1.y - p0.y}, e2{p2.x - p0.x, p2.y - p0.y};
-    const SampleWeights weights{
-        grid.scaleX, grid.offsetX, p0.x, 0.0F, e1, e2, e2.y * e1.x - e1.y * e2.x};
-    const auto moveToRow = [&p0](SampleWeights& w, float y) { w.y = y - p0.y; };
+    const UprightSampleWeights weights{{grid, p0, p1, p2}};
+    const Point2Flt &e1 = weights.toSecond, &e2 = weights.toThird;
     if (std::abs(e1.x) >= kTol && std::abs(weights.area) >= kTol) {
-        findRuns(weights, moveToRow);
+        findRuns(static_cast<const SampleWeights&>(weights));
     } else if (std::abs(e1.x) < kTol && std::abs(e2.x) >= kTol && std::abs(e1.y) >= kTol) {
-        findRuns(UprightSampleWeights{weights}, moveToRow);
+        findRuns(weights);
     } else {
-        const auto inPlane = [](const Point2Flt& p) {
-            return qvLinear::Point{qvLinear::widen(p.x), qvLinear::widen(p.y), 0.0};
-        };
-        const qvLinear::Point origin = inPlane(p0);
-        const qvLinear::Vector toSecond = inPlane(p1) - origin, toThird = inPlane(p2) - origin;
-        const double area = cross(toSecond, toThird).z;
-        if (area != 0.0)
-            findRuns(ThinSampleWeights{grid, origin, toSecond, toThird, area, 0.0},
-                     [](ThinSampleWeights& w, float y) { w.sampleY = qvLinear::widen(y); });
+        const ThinSampleWeights thin(grid, p0, p1, p2);
+        if (thin.area != 0.0)
+            findRuns(thin);
     }
     return count;
 }
