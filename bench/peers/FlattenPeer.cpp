@@ -36,7 +36,7 @@ using qvGeom::CompactMesh;
 using Complex = std::complex<double>;
 using Places = std::vector<Complex>;
 
-constexpr int kMostIterations = 4000; // of Eigen's, in full
+constexpr int kMostIterations = 3000; // of Eigen's, in full
 
 /// The corners of a triangle laid down in the plane.
 struct Flat {

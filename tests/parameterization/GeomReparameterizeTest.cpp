@@ -4,7 +4,6 @@
 #include <cmath>
 #include <complex>
 #include <gtest/gtest.h>
-#include <string>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -108,16 +107,15 @@ TEST(ReparameterizeMesh, unrollsWhatIsFlatOrRolled) {
     const CompactMesh plate = without(test::grid(12, 9), 60, 8);
     const CompactMesh lone = joined(sheet, test::pointsAlongX(1));
     // The triangles of the rolled ones are only about in their surface.
-    const std::tuple<const char*, CompactMesh, CompactMesh, double> cases[] = {
-        {"small, from behind", sheet, mapped(sheet, scaled(1e-3f)), 1e-5},
-        {"large, from behind", sheet, mapped(sheet, scaled(1e5f)), 1e-5},
-        {"holed", plate, plate, 1e-6},
-        {"soup", test::soupOf(sheet), test::soupOf(sheet), 1e-6},
-        {"lone vertex", lone, lone, 1e-6},
-        {"cylinder", sheet, mapped(sheet, roll), 2e-2},
-        {"cone", sheet, mapped(sheet, rollToCone), 2e-2}};
-    for (auto [name, plane, mesh, tolerance] : cases) {
-        SCOPED_TRACE(name);
+    const std::tuple<CompactMesh, CompactMesh, double> cases[] = {
+        {sheet, mapped(sheet, scaled(1e-3f)), 1e-5},
+        {sheet, mapped(sheet, scaled(1e5f)), 1e-5},
+        {plate, plate, 1e-6},
+        {test::soupOf(sheet), test::soupOf(sheet), 1e-6},
+        {lone, lone, 1e-6},
+        {sheet, mapped(sheet, roll), 2e-2},
+        {sheet, mapped(sheet, rollToCone), 2e-2}};
+    for (auto [plane, mesh, tolerance] : cases) {
         flatten(mesh);
         const auto place = [&plane = plane](int v) {
             return Complex(plane.getVertices()[v].x, plane.getVertices()[v].y);
@@ -130,7 +128,7 @@ TEST(ReparameterizeMesh, unrollsWhatIsFlatOrRolled) {
             ASSERT_LT(std::abs(uvOf(mesh, corners[c]) - uvOf(mesh, first) -
                                turn * (place(corners[c]) - place(first))),
                       tolerance);
-        if (std::string(name) == "lone vertex") {
+        if (plane.getNumVertices() == lone.getNumVertices()) {
             EXPECT_EQ(uvOf(mesh, sheet.getNumVertices()), Complex(0.0, 0.0));
         }
     }
@@ -184,7 +182,7 @@ TEST(ReparameterizeMesh, turnsNoTriangleOfRealMeshesOver) {
                                         {"mannequin.mesh", 3},
                                         {"patella.mesh", 0}}) {
         CompactMesh mesh = test::readMeshFile(file);
-        if (std::string(file) == "patella.mesh") {
+        if (mesh.getNumVertices() == 1623) {
             ASSERT_TRUE(qvGeom::cutSurface(mesh).makeDisk());
         }
         flatten(mesh, false);
@@ -258,28 +256,24 @@ TEST(ReparameterizeMesh, canBeRepeatedAndCancelled) {
 }
 
 TEST(ReparameterizeMesh, findsAndOrdersBoundaries) {
-    using Edges = std::vector<reparameterizeMesh::unsortedEdge>;
     const test::CapturedOutput output;
-    const auto check = [](CompactMesh mesh) {
-        Edges edges;
-        std::vector<reparameterizeMesh::BoundaryLoop> loops;
-        reparameterizeMesh checked(mesh);
-        return checked.findBoundaryEdges(edges) && checked.orderBoundaries(edges, loops)
-                   ? static_cast<int>(edges.size() * 10 + loops.size())
-                   : 0;
-    };
-    EXPECT_EQ(check(without(test::grid(12, 9), 60, 8)), 10 * (42 + 10) + 2);
-    CompactMesh mesh = test::grid(1, 1);
+    std::vector<reparameterizeMesh::BoundaryLoop> loops;
+    std::vector<reparameterizeMesh::unsortedEdge> edges;
+    CompactMesh mesh = without(test::grid(12, 9), 60, 8);
+    reparameterizeMesh holed(mesh);
+    EXPECT_TRUE(holed.findBoundaryEdges(edges) && holed.orderBoundaries(edges, loops));
+    EXPECT_EQ(loops.size(), 2U);
+    EXPECT_EQ(loops[0].size() + loops[1].size(), edges.size());
+
+    mesh = test::grid(1, 1);
     std::swap(mesh.getTriangles()[1][0], mesh.getTriangles()[1][1]);
-    EXPECT_EQ(check(mesh), 0);
+    EXPECT_FALSE(reparameterizeMesh(mesh).findBoundaryEdges(edges));
     mesh.resizeTriangleArray(3);
     mesh.getTriangles()[2] = mesh.getTriangles()[1];
-    EXPECT_EQ(check(mesh), 0);
-    std::vector<reparameterizeMesh::BoundaryLoop> loops;
-    const reparameterizeMesh checked(mesh);
-    EXPECT_FALSE(checked.orderBoundaries({{4, 5}, {0, 1}, {5, 6}, {1, 2}, {6, 4}}, loops));
-    EXPECT_EQ(loops.size(), 1U);
-    EXPECT_FALSE(checked.orderBoundaries({{4, 5}, {5, 4}}, loops));
+    EXPECT_FALSE(reparameterizeMesh(mesh).findBoundaryEdges(edges));
+    EXPECT_FALSE(holed.orderBoundaries({{4, 5}, {0, 1}, {5, 6}, {1, 2}, {6, 4}}, loops));
+    EXPECT_EQ(loops.size(), 3U);
+    EXPECT_FALSE(holed.orderBoundaries({{4, 5}, {5, 4}}, loops));
     EXPECT_EQ(output.info(), "Invalid mesh, reverse wound triangle 0 (0,1,3) \n"
                              "Invalid mesh, non-manifold triangle 0 (0,1,3) \n"
                              "Found an un-closed boundary, mesh not changed. \n"
