@@ -137,11 +137,10 @@ TEST(Clip, trianglesOfAMeshComeAsFans) {
     expect(first, [](auto& clip, auto&) { clip.setCullFaces(false, true); });
     expect(second, [](auto& clip, auto&) { clip.setCullFaces(true, false); });
     expect({}, [](auto& clip, auto&) { clip.setCullFaces(true, true); });
-    const auto cullFrontOfClockwise = [](auto& clip, auto&) {
+    expect(first, [](auto& clip, auto&) {
         clip.setClockwiseFront(true);
         clip.setCullFaces(true, false);
-    };
-    expect(first, cullFrontOfClockwise);
+    });
     const auto selectedOnly = [](auto& clip, auto&) { clip.setSelectedTrianglesOnly(true); };
     expect(both, selectedOnly);                              // of size 0
     mesh.getSelectedTriangles() = test::selectionOf(2, {1}); // shorter than the mesh
@@ -202,8 +201,7 @@ TEST(Clip, segmentsAreSeen) {
     EXPECT_TRUE(lines.evaluateSegments(through, 3, kUnit));
     EXPECT_FALSE(lines.evaluateSegments(through, 1, kUnit));
     EXPECT_FALSE(lines.evaluateStrip(through + 3, 2, kUnit));
-    // Into the volume over the near side, between edges: seen from the edge of y and z, not from
-    // that of x and z.
+    // Through the near side: found from the edge of y and z, and not from that of x and z.
     const float overYZ[] = {0, -1.5F, -2, 0, 2, 1.5F}, overXZ[] = {-1.5F, 0, -2, 2, 0, 1.5F};
     EXPECT_TRUE(lines.evaluateStrip(overYZ, 2, kUnit));
     EXPECT_FALSE(lines.evaluateStrip(overXZ, 2, kUnit));

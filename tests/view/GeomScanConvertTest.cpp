@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <limits>
+#include <utility>
 #include <vector>
 
 #include "qvGeom/foundation/linear/Linear.h"
@@ -26,20 +27,18 @@ struct Sample {
 
 struct Scan {
     std::vector<Sample> samples;
-    int rectangles = 0, width = 0, height = 0;
+    std::vector<int> rectangles; // width and height of each
 
     Scan(const Point2Flt (&p)[3], int columns, int rows, float border) {
         MeshScanConverter scanner(columns, rows, border);
         const auto onSample = [](void* to, int x, int y, float u, float v) {
             static_cast<Scan*>(to)->samples.push_back({x, y, u, v});
         };
-        scanner.setPointSampleCB(onSample, this);
         const auto onTriangle = [](void* to, int w, int h) {
-            auto* const scan = static_cast<Scan*>(to);
-            ++scan->rectangles;
-            scan->width = w;
-            scan->height = h;
+            static_cast<Scan*>(to)->rectangles.insert(static_cast<Scan*>(to)->rectangles.end(),
+                                                      {w, h});
         };
+        scanner.setPointSampleCB(onSample, this);
         scanner.setTriangleCB(onTriangle, this);
         const int count = scanner.scanTriangle(p[0].x, p[0].y, p[1].x, p[1].y, p[2].x, p[2].y);
         EXPECT_EQ(count, samples.size());
@@ -113,48 +112,44 @@ TEST(ScanConvert, trianglesShareTheirEdges) {
     for (const int third : {2, 3}) {
         const Scan scan({corners[0], corners[third], corners[1]}, 5, 5, 0);
         EXPECT_EQ(scan.samples.size(), 15);
-        EXPECT_EQ(scan.rectangles * 100 + scan.width * 10 + scan.height, 155);
+        EXPECT_EQ(scan.rectangles, (std::vector{5, 5}));
     }
     EXPECT_EQ(Scan({{0.5F, 0}, {0, 0.5F}, {0.5F, 1}}, 5, 5, 0).samples.size(), 9);
     // Beside the image, not a number, without area, and without a sample.
     const float nan = std::numeric_limits<float>::quiet_NaN();
-    EXPECT_EQ(Scan({{1.1F, 0}, {1.2F, 0}, {1.1F, 1}}, 5, 5, 0).rectangles, 0);
+    EXPECT_EQ(Scan({{1.1F, 0}, {1.2F, 0}, {1.1F, 1}}, 5, 5, 0).rectangles.size(), 0);
     EXPECT_EQ(Scan({{0, nan}, {1, 0}, {1, 1}}, 5, 5, 0).samples.size(), 0);
     EXPECT_EQ(Scan({{0, 0}, {0.5F, 0.5F}, {1, 1}}, 5, 5, 0).samples.size(), 0);
-    EXPECT_EQ(Scan({{0.3F, 0.3F}, {0.4F, 0.3F}, {0.3F, 0.4F}}, 5, 5, 0).rectangles, 1);
+    EXPECT_EQ(Scan({{0.3F, 0.3F}, {0.4F, 0.3F}, {0.3F, 0.4F}}, 5, 5, 0).rectangles.size(), 2);
 }
 
 struct Pixel {
     int x, y;
     double t;
     bool reversed;
+
+    static void add(void* to, int x, int y, double t, bool reversed) {
+        static_cast<std::vector<Pixel>*>(to)->push_back({x, y, t, reversed});
+    }
 };
 
 // Pixel k of a line of n + 1 has gone floor(k rise / n + 1/2) steps aside.
 TEST(ScanConvert, linePixels) {
     test::Random random;
     std::vector<Pixel> pixels;
-    LineScanConverter scanner(
-        40, 30, 0.5F,
-        [](void* to, int x, int y, double t, bool reversed) {
-            static_cast<std::vector<Pixel>*>(to)->push_back({x, y, t, reversed});
-        },
-        &pixels);
+    LineScanConverter scanner(40, 30, 0.5F, Pixel::add, &pixels);
     for (int round = 0; round < 2000; ++round) {
         float p[4]; // on pixels or anywhere, in the image or across its border
         for (int k = 0; k < 4; ++k)
             p[k] = round % 2 ? qvLinear::narrow(0.5 + random.number(0.8))
                              : static_cast<float>(random.below(30)) / (k % 2 ? 29.0F : 39.0F);
-        const auto outwards = [](float from, float to, float max) {
-            const float at = to > from ? std::floor(from * max) : std::ceil(from * max);
-            return static_cast<int>(std::clamp(at, 0.0F, max));
+        const auto toPixel = [](float at, bool up, float max) {
+            const float moved = up ? std::ceil(at * max) : std::floor(at * max);
+            return static_cast<int>(std::clamp(moved, 0.0F, max));
         };
-        const auto inwards = [](float from, float to, float max) {
-            const float at = to > from ? std::ceil(to * max) : std::floor(to * max);
-            return static_cast<int>(std::clamp(at, 0.0F, max));
-        };
-        int x0 = outwards(p[0], p[2], 39), x1 = inwards(p[0], p[2], 39);
-        int y0 = outwards(p[1], p[3], 29), y1 = inwards(p[1], p[3], 29);
+        const bool right = p[2] > p[0], above = p[3] > p[1];
+        int x0 = toPixel(p[0], !right, 39), x1 = toPixel(p[2], right, 39);
+        int y0 = toPixel(p[1], !above, 29), y1 = toPixel(p[3], above, 29);
         const bool steep = std::abs(y1 - y0) > std::abs(x1 - x0);
         const bool reversed = steep ? y0 > y1 : x0 > x1;
         if (reversed) {

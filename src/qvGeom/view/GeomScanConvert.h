@@ -47,8 +47,10 @@ public:
     void setTriangleCB(TriangleFunc func, void* data);
 
     /// Calls the point function for every sample of the triangle, row by row from the lowest y, and
-    /// from the lowest x. Either winding will do. A triangle without any area, or with a coordinate
-    /// that is not finite, has no samples. Returns the number of samples.
+    /// from the lowest x. Either winding will do. Weights are those of
+    /// isPointInTriangleDefinitive(), or, in triangles degenerate for it, found in double
+    /// precision; one without any area, or with a coordinate that is not finite, has no samples.
+    /// Returns the number of samples.
     int scanTriangle(float x0, float y0, float x1, float y1, float x2, float y2) const;
 
     const SampleGrid& getGrid() const { return grid_; }
