@@ -145,6 +145,9 @@ TEST(Clip, trianglesOfAMeshComeAsFans) {
     expect(both, selectedOnly);                              // of size 0
     mesh.getSelectedTriangles() = test::selectionOf(2, {1}); // shorter than the mesh
     expect(second, selectedOnly);
+    Clip::TriangleAlgorithm backOnly;
+    backOnly.setCullFaces(true, false);
+    EXPECT_TRUE(backOnly.cullFace({}, {}, {})); // without area it is a front
     EXPECT_TRUE(Clip::TriangleAlgorithm().evaluateMesh(mesh, kUnit));
     EXPECT_FALSE(Clip::TriangleAlgorithm().evaluateMesh(test::pointsAlongX(2), kUnit));
 }
