@@ -13,14 +13,14 @@
 #include "qvGeom/foundation/linear/Range.h"
 #include "qvGeom/spatial/GeomOctree.h"
 #include "qvGeom/topology/GeomBoundingBox.h"
-#include "qvGeom/view/detail/Lanes.h"
+#include "qvGeom/view/detail/Projector.h"
 #include "qvGeom/view/detail/TriangleWalk.h"
 
 namespace qvGeom {
 
-using detail::bitsOf;
 using detail::Float4;
-using detail::splat;
+using detail::outcodeOf;
+using detail::Projector;
 using detail::TriangleWalk;
 using qvLinear::AffineMatrix;
 using qvLinear::HPoint;
@@ -31,33 +31,6 @@ namespace {
 
 constexpr int kAllOutside = 63;
 constexpr int kNegativeSides = 1 + 4 + 16;
-
-/// The rows of a projection, to compute all coordinates of a point at once.
-class Projector {
-public:
-    explicit Projector(const ProjMatrixFlt& m)
-        : x_(detail::load(m.m[0])),
-          y_(detail::load(m.m[1])),
-          z_(detail::load(m.m[2])),
-          origin_(detail::load(m.m[3])) {}
-
-    Float4 operator()(const float* xyz) const {
-        return splat(xyz[0]) * x_ + splat(xyz[1]) * y_ + splat(xyz[2]) * z_ + origin_;
-    }
-
-private:
-    Float4 x_, y_, z_, origin_;
-};
-
-int outcodeOf(Float4 p) {
-    // Bit k of the index, for axis k, goes to bit 2k.
-    static constexpr std::array<std::int8_t, 16> kSpread{0, 1, 4, 5, 16, 17, 20, 21,
-                                                         0, 1, 4, 5, 16, 17, 20, 21};
-    const Float4 w = splat(p[3]);
-    const unsigned below = bitsOf(p < -w);
-    const unsigned above = bitsOf(p > w) & ~below;
-    return kSpread[below] | kSpread[above] << 1;
-}
 
 /// What projectVertices() returns for the outcode bits that all vertices share.
 int relationOf(int common, bool anyInside) { return anyInside ? 2 : common == 0 ? 1 : 0; }
@@ -336,12 +309,13 @@ bool Clip::TriangleAlgorithm::evaluateMesh(const CompactMesh& mesh, const ProjMa
     const int relation = projectVertices(mesh, m, vertices_, func_ == nullptr);
     if (relation == 0 || (relation == 2 && !func_))
         return relation == 2;
-    const bool any = TriangleWalk::forEachTriangle(*this, mesh, [this](const MeshTriangle& t) {
-        const bool seen = evaluateTriangle(t[0], t[1], t[2]);
-        if (seen && !func_)
-            goOn_ = false;
-        return seen;
-    });
+    const bool any = TriangleWalk::forEachTriangle(
+        *this, mesh, {0, mesh.getNumTriangles()}, [this](const MeshTriangle& t) {
+            const bool seen = evaluateTriangle(t[0], t[1], t[2]);
+            if (seen && !func_)
+                goOn_ = false;
+            return seen;
+        });
     if (!func_)
         goOn_ = true; // only a function is stopped by it
     return any;
@@ -367,21 +341,11 @@ bool Clip::TriangleAlgorithm::evaluateTriangle(int i, int j, int k) {
     };
 
     const Caller caller{func_, data_, vertices_};
-    return TriangleWalk::evaluate(*this, i, j, k, caller);
+    return TriangleWalk::evaluate(*this, vertices_.data(), i, j, k, caller);
 }
 
 bool Clip::TriangleAlgorithm::cullFace(const Vertex& a, const Vertex& b, const Vertex& c) {
     return TriangleWalk::isCulled(*this, a, b, c);
-}
-
-int Clip::TriangleAlgorithm::clip(int i, int j, int k, ClipPolygon& polygon) const {
-    polygon.count = 0;
-    for (const int v : {i, j, k}) {
-        const Vertex& from = vertices_[v];
-        const double vertex[ClipPolygon::kNumbers] = {from.x, from.y, from.z, from.w};
-        copyVertex(vertex, polygon.vertex[polygon.count++]);
-    }
-    return clipTriangle(polygon, ClipBox());
 }
 
 } // namespace qvGeom

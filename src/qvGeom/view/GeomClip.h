@@ -169,8 +169,6 @@ public:
 private:
     friend struct detail::TriangleWalk;
 
-    int clip(int i, int j, int k, ClipPolygon& polygon) const;
-
     TriangleFunc func_ = nullptr;
     void* data_ = nullptr;
     int currentTriangle_ = 0;

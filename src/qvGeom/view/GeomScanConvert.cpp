@@ -48,16 +48,11 @@ int MeshScanConverter::scanTriangle(float x0, float y0, float x1, float y1, floa
         if (triangleFunc_)
             triangleFunc_(triangleData_, width, height);
     };
-    const auto onRun = [this](int y, int begin, int end, const auto& weights) {
-        if (!pointFunc_)
-            return;
-        for (int x = begin; x < end; ++x) {
-            float u, v;
-            weights.at(x, u, v);
-            pointFunc_(pointData_, x, y, u, v);
-        }
+    const auto onGroup = [this](const detail::PixelGroup& group, const auto& u, const auto& v) {
+        if (pointFunc_)
+            group.forEach([&](int k, int x, int y) { pointFunc_(pointData_, x, y, u[k], v[k]); });
     };
-    return detail::scanTriangle(grid_, {x0, y0}, {x1, y1}, {x2, y2}, onTriangle, onRun);
+    return detail::scanTriangle(grid_, {x0, y0}, {x1, y1}, {x2, y2}, onTriangle, onGroup);
 }
 
 LineScanConverter::LineScanConverter(int width, int height, float border, PixelFunc func,

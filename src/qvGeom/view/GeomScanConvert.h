@@ -14,14 +14,19 @@ namespace qvGeom {
 /// pixels.
 struct SampleGrid {
     int maxX, maxY; ///< The last column and the last row.
+    float border;
+    float sizeX, sizeY; ///< How many pixels make up 1.
     float scaleX, scaleY;
     float offsetX, offsetY;
 
-    SampleGrid(int width, int height, float border)
+    SampleGrid(int width, int height, float withBorder)
         : maxX(width - 1),
           maxY(height - 1),
-          scaleX(1.0F / (static_cast<float>(maxX) + 2.0F * border)),
-          scaleY(1.0F / (static_cast<float>(maxY) + 2.0F * border)),
+          border(withBorder),
+          sizeX(static_cast<float>(maxX) + 2.0F * border),
+          sizeY(static_cast<float>(maxY) + 2.0F * border),
+          scaleX(1.0F / sizeX),
+          scaleY(1.0F / sizeY),
           offsetX(scaleX * border),
           offsetY(scaleY * border) {}
 

@@ -1,5 +1,5 @@
 /// \file
-/// The samples of a triangle with what is done to them inlined, and a run at a time.
+/// The samples of a triangle with what is done to them inlined, and up to four at a time.
 ///
 /// A sample is inside when three edge functions, in single precision and of corners in a fixed
 /// order, agree in sign. Products may be hoisted out of loops, but never grown by adding: each
@@ -22,6 +22,12 @@ namespace qvGeom::detail {
 
 using qvLinear::Point2Flt;
 
+/// Where four neighbouring columns take their samples.
+inline Float4 samplesFrom(const SampleGrid& grid, int c) {
+    const Float4 columns = __builtin_convertvector((Mask4{c, c + 1, c + 2, c + 3}), Float4);
+    return columns * splat(grid.scaleX) + splat(grid.offsetX);
+}
+
 /// The pixels between which the samples of a triangle lie, ends included.
 struct PixelRect {
     int firstX, firstY, lastX, lastY;
@@ -29,6 +35,14 @@ struct PixelRect {
     int width() const { return lastX - firstX + 1; }
 
     int height() const { return lastY - firstY + 1; }
+
+    bool isEmpty() const { return firstX > lastX || firstY > lastY; }
+
+    /// Of a group of two by two pixels, those in the rectangle, which is no larger.
+    unsigned lanesOfTwoByTwo() const {
+        const unsigned inRow = firstX == lastX ? 1U : 3U;
+        return firstY == lastY ? inRow : inRow * 5U;
+    }
 };
 
 /// Exchanges the points unless they are in the order of y, then x; without a branch, since which
@@ -82,6 +96,50 @@ struct SortedTriangle {
     }
 };
 
+/// Cuts off the pixels that are surely outside, given twice the area of the triangle. Of a thin
+/// triangle rounding may make any sample inside. But where a sample is beyond all corners by a part
+/// of a pixel, one edge function is at least as much of the area as that is of twice the width;
+/// once this exceeds all errors, the functions cannot agree.
+inline PixelRect closeRect(const SortedTriangle& t, const SampleGrid& grid, const PixelRect& rect,
+                           float area) {
+    constexpr float kBeyond = 1.0F / 16.0F; // pixels
+    constexpr float kSlack = 3.0F;          // of the rectangle around the triangle, in pixels
+    constexpr float kErrors = 0x1p-14F;     // of a product of sizes: four times what may happen
+    constexpr float kLargest = 64.0F;       // pixels
+    constexpr int kLargestImage = 1 << 16;  // in it samples are in place to 1/64 pixel
+    const float sizeX = (t.max[0] - t.min[0]) * grid.sizeX + kSlack,
+                sizeY = (t.max[1] - t.min[1]) * grid.sizeY + kSlack;
+    const float areaInPixels = std::abs(area) * grid.sizeX * grid.sizeY;
+    const float size = std::max(sizeX, sizeY);
+    if (!(areaInPixels > kErrors * sizeX * sizeY * size) || !(size < kLargest) ||
+        std::max(grid.maxX, grid.maxY) >= kLargestImage)
+        return rect;
+    const float before = grid.border + kBeyond, after = grid.border - kBeyond;
+    const Float4 at = __builtin_shufflevector(t.min, t.max, 0, 1, 4, 5) *
+                          Float4{grid.sizeX, grid.sizeY, grid.sizeX, grid.sizeY} -
+                      Float4{before, before, after, after};
+    const Mask4 toZero = __builtin_convertvector(at, Mask4);
+    const Float4 whole = __builtin_convertvector(toZero, Float4);
+    const Mask4 up = toZero - (whole < at), down = toZero + (whole > at); // -1 where it is
+    return {std::max(rect.firstX, up[0]), std::max(rect.firstY, up[1]),
+            std::min(rect.lastX, down[2]), std::min(rect.lastY, down[3])};
+}
+
+/// Up to four pixels, of which those are meant whose bit is set: four of a row, or two by two.
+struct PixelGroup {
+    int x, y;
+    int columns; ///< 4 or 2.
+    unsigned lanes;
+
+    template <class Take>
+    void forEach(const Take& take) const {
+        for (unsigned left = lanes; left != 0; left &= left - 1) {
+            const int k = std::countr_zero(left);
+            take(k, x + (k & (columns - 1)), y + (columns == 4 ? 0 : k >> 1));
+        }
+    }
+};
+
 /// Tells on which side of an edge a point is, and is 0 on it.
 struct EdgeFunction {
     float along, across; ///< By how much it grows in x and in y.
@@ -98,12 +156,26 @@ struct EdgeFunction {
     float ofY(float y) const { return across * (y - from.y); }
 
     Float4 ofX(Float4 x) const { return splat(along) * (x - splat(from.x)); }
+
+    Float4 ofY(Float4 y) const { return splat(across) * (y - splat(from.y)); }
 };
+
+/// Whether three edge functions agree in sign.
+inline Mask4 isInside(Float4 e0, Float4 e1, Float4 e2) {
+    const Float4 zero{};
+    return ((e0 >= zero) & (e1 >= zero) & (e2 >= zero)) |
+           ((e0 <= zero) & (e1 <= zero) & (e2 <= zero));
+}
 
 struct EdgeFunctions {
     EdgeFunction edge[3];
 
     explicit EdgeFunctions(const SortedTriangle& t) : edge{{t.b, t.c}, {t.c, t.a}, {t.a, t.b}} {}
+
+    [[gnu::always_inline]] unsigned lanesInside(Float4 x, Float4 y) const {
+        return bitsOf(isInside(edge[0].ofX(x) + edge[0].ofY(y), edge[1].ofX(x) + edge[1].ofY(y),
+                               edge[2].ofX(x) + edge[2].ofY(y)));
+    }
 
     /// 1 or -1 when samples can only be inside with all functions at least, or at most, 0. Is 0
     /// when the triangle is so thin that rounding may make either so.
@@ -138,9 +210,7 @@ void findRunsByMask(const SampleGrid& grid, const PixelRect& rect, const EdgeFun
     Float4 terms[3][kBlocks];
     const auto computeTerms = [&](int begin) {
         for (int block = 0; block < kBlocks; ++block) {
-            const int c = begin + 4 * block;
-            const Float4 column = __builtin_convertvector((Mask4{c, c + 1, c + 2, c + 3}), Float4);
-            const Float4 x = column * splat(grid.scaleX) + splat(grid.offsetX);
+            const Float4 x = samplesFrom(grid, begin + 4 * block);
             for (int k = 0; k < 3; ++k)
                 terms[k][block] = edge[k].ofX(x);
         }
@@ -156,12 +226,9 @@ void findRunsByMask(const SampleGrid& grid, const PixelRect& rect, const EdgeFun
                 computeTerms(begin);
             unsigned inside = 0;
             for (int block = 0; block < kBlocks; ++block) {
-                const Float4 e0 = terms[0][block] + ofY[0], e1 = terms[1][block] + ofY[1],
-                             e2 = terms[2][block] + ofY[2];
-                const Float4 zero{};
-                const Mask4 mask = ((e0 >= zero) & (e1 >= zero) & (e2 >= zero)) |
-                                   ((e0 <= zero) & (e1 <= zero) & (e2 <= zero));
-                inside |= bitsOf(mask) << (4 * block);
+                inside |= bitsOf(isInside(terms[0][block] + ofY[0], terms[1][block] + ofY[1],
+                                          terms[2][block] + ofY[2]))
+                          << (4 * block);
             }
             inside &= (1U << std::min(kColumns, rect.lastX + 1 - begin)) - 1U;
             while (inside != 0) {
@@ -245,38 +312,27 @@ void findRunsByEnds(const SampleGrid& grid, const PixelRect& rect, const EdgeFun
     }
 }
 
-/// The weights u of the second and v of the third corner for the samples of one row, as
+/// The weights u of the second and v of the third corner for up to four samples, as
 /// isPointInTriangleDefinitive() computes them.
 struct SampleWeights {
-    float scale, offset;
     Point2Flt origin, toSecond, toThird;
-    float area, y;
+    float area;
 
-    SampleWeights(const SampleGrid& grid, const Point2Flt& p0, const Point2Flt& p1,
-                  const Point2Flt& p2)
-        : scale(grid.scaleX),
-          offset(grid.offsetX),
-          origin(p0),
-          toSecond{p1.x - p0.x, p1.y - p0.y},
-          toThird{p2.x - p0.x, p2.y - p0.y},
-          area(toThird.y * toSecond.x - toSecond.y * toThird.x),
-          y(0.0F) {}
-
-    void moveToRow(float sampleY) { y = sampleY - origin.y; }
-
-    float x(int column) const { return static_cast<float>(column) * scale + offset - origin.x; }
-
-    void at(int column, float& u, float& v) const {
-        v = (y * toSecond.x - toSecond.y * x(column)) / area;
-        u = (x(column) - v * toThird.x) / toSecond.x;
+    void at(Float4 x, Float4 y, [[maybe_unused]] unsigned lanes, Float4& u, Float4& v) const {
+        x -= splat(origin.x);
+        y -= splat(origin.y);
+        v = (y * splat(toSecond.x) - splat(toSecond.y) * x) / splat(area);
+        u = (x - v * splat(toThird.x)) / splat(toSecond.x);
     }
 };
 
 /// The same where the second corner is above or below the first.
 struct UprightSampleWeights : SampleWeights {
-    void at(int column, float& u, float& v) const {
-        v = x(column) / toThird.x;
-        u = (y - v * toThird.y) / toSecond.y;
+    void at(Float4 x, Float4 y, [[maybe_unused]] unsigned lanes, Float4& u, Float4& v) const {
+        x -= splat(origin.x);
+        y -= splat(origin.y);
+        v = x / splat(toThird.x);
+        u = (y - v * splat(toThird.y)) / splat(toSecond.y);
     }
 };
 
@@ -284,86 +340,111 @@ struct UprightSampleWeights : SampleWeights {
 /// inside that are outside of it, by many times its width: they get the weights of the closest
 /// point.
 struct ThinSampleWeights {
-    float scale, offset;
     qvLinear::Point origin;
     qvLinear::Vector toSecond, toThird;
-    double area, y;
+    double area;
 
-    ThinSampleWeights(const SampleGrid& grid, const Point2Flt& p0, const Point2Flt& p1,
-                      const Point2Flt& p2)
-        : scale(grid.scaleX),
-          offset(grid.offsetX),
-          origin(inPlane(p0)),
-          toSecond(inPlane(p1) - origin),
-          toThird(inPlane(p2) - origin),
-          area(cross(toSecond, toThird).z),
-          y(0.0) {}
+    ThinSampleWeights(const Point2Flt& p0, const Point2Flt& p1, const Point2Flt& p2)
+        : origin(inPlane(p0.x, p0.y)),
+          toSecond(inPlane(p1.x, p1.y) - origin),
+          toThird(inPlane(p2.x, p2.y) - origin),
+          area(cross(toSecond, toThird).z) {}
 
-    static qvLinear::Point inPlane(const Point2Flt& p) {
-        return {qvLinear::widen(p.x), qvLinear::widen(p.y), 0.0};
+    static qvLinear::Point inPlane(float x, float y) {
+        return {qvLinear::widen(x), qvLinear::widen(y), 0.0};
     }
 
-    void moveToRow(float sampleY) { y = qvLinear::widen(sampleY); }
-
-    void at(int column, float& u, float& v) const {
-        const float x = static_cast<float>(column) * scale + offset;
-        const qvLinear::Point sample{qvLinear::widen(x), y, 0.0};
-        const qvLinear::Vector d = sample - origin;
-        double second = cross(d, toThird).z / area, third = cross(toSecond, d).z / area;
-        if (!(second >= 0.0 && third >= 0.0 && second + third <= 1.0)) {
-            const MeshCoordBase closest =
-                MeshCoordBase::projectBase(origin, origin + toSecond, origin + toThird, sample);
-            second = closest.w[1];
-            third = closest.w[2];
+    void at(Float4 x, Float4 y, unsigned lanes, Float4& u, Float4& v) const {
+        u = v = Float4{};
+        for (; lanes != 0; lanes &= lanes - 1) {
+            const int k = std::countr_zero(lanes);
+            const qvLinear::Point sample = inPlane(x[k], y[k]);
+            const qvLinear::Vector d = sample - origin;
+            double second = cross(d, toThird).z / area, third = cross(toSecond, d).z / area;
+            if (!(second >= 0.0 && third >= 0.0 && second + third <= 1.0)) {
+                const MeshCoordBase closest =
+                    MeshCoordBase::projectBase(origin, origin + toSecond, origin + toThird, sample);
+                second = closest.w[1];
+                third = closest.w[2];
+            }
+            u[k] = qvLinear::narrow(second);
+            v[k] = qvLinear::narrow(third);
         }
-        u = qvLinear::narrow(second);
-        v = qvLinear::narrow(third);
     }
 };
 
+/// Calls use(weights) with what gives the weights of samples in the triangle, given the vectors
+/// from its first corner and twice its area; not for a triangle without any area.
+template <class Use>
+void withWeights(const Point2Flt& p0, const Point2Flt& p1, const Point2Flt& p2,
+                 const SampleWeights& weights, const Use& use) {
+    constexpr float kTol = qvLinear::epsilonTolFlt;
+    const auto& [origin, e1, e2, area] = weights;
+    if (std::abs(e1.x) >= kTol && std::abs(area) >= kTol) {
+        use(weights);
+    } else if (std::abs(e1.x) < kTol && std::abs(e2.x) >= kTol && std::abs(e1.y) >= kTol) {
+        use(UprightSampleWeights{weights});
+    } else {
+        const ThinSampleWeights thin(p0, p1, p2);
+        if (thin.area != 0.0)
+            use(thin);
+    }
+}
+
 /// Finds the samples of the triangle as MeshScanConverter does, but calls onTriangle(width, height)
-/// and onRun(y, begin, end, weights), the latter for runs of neighbouring samples in a row;
-/// weights.at(column, u, v) gives those of a sample. Returns the number of samples.
-template <class OnTriangle, class OnRun>
+/// and onGroup(group, u, v), the latter with the weights of up to four samples, which come row by
+/// row. Returns the number of samples.
+template <class OnTriangle, class OnGroup>
 int scanTriangle(const SampleGrid& grid, const Point2Flt& p0, const Point2Flt& p1,
-                 const Point2Flt& p2, const OnTriangle& onTriangle, const OnRun& onRun) {
+                 const Point2Flt& p2, const OnTriangle& onTriangle, const OnGroup& onGroup) {
     const SortedTriangle triangle(p0, p1, p2);
     if (triangle.isBesideImage() || !triangle.isFinite || grid.maxX < 0 || grid.maxY < 0)
         return 0;
-    const PixelRect rect = triangle.pixels(grid);
-    onTriangle(rect.width(), rect.height());
+    const PixelRect wholeRect = triangle.pixels(grid);
+    onTriangle(wholeRect.width(), wholeRect.height());
+
+    const Point2Flt e1{p1.x - p0.x, p1.y - p0.y}, e2{p2.x - p0.x, p2.y - p0.y};
+    const SampleWeights weights{p0, e1, e2, e2.y * e1.x - e1.y * e2.x};
+    const PixelRect rect = closeRect(triangle, grid, wholeRect, weights.area);
+    if (rect.isEmpty())
+        return 0;
 
     int count = 0;
     const EdgeFunctions edges(triangle);
-    const auto findRuns = [&](const auto& weights) {
-        const auto onWeightedRun = [&](int y, int begin, int end) {
-            count += end - begin;
-            auto ofRow = weights; // a copy that nothing else can see is kept in registers
-            ofRow.moveToRow(grid.y(y));
-            onRun(y, begin, end, ofRow);
-        };
+    const auto takeGroup = [&](const PixelGroup& group, Float4 x, Float4 y, const auto& weigh) {
+        Float4 u, v;
+        weigh.at(x, y, group.lanes, u, v);
+        count += std::popcount(group.lanes);
+        onGroup(group, u, v);
+    };
+    if (rect.width() <= 2 && rect.height() <= 2) {
+        const float x0 = grid.x(rect.firstX), x1 = grid.x(rect.lastX), y0 = grid.y(rect.firstY),
+                    y1 = grid.y(rect.lastY);
+        const Float4 x{x0, x1, x0, x1}, y{y0, y0, y1, y1};
+        const unsigned lanes = edges.lanesInside(x, y) & rect.lanesOfTwoByTwo();
+        if (lanes != 0)
+            withWeights(p0, p1, p2, weights, [&](const auto& weigh) {
+                takeGroup({rect.firstX, rect.firstY, 2, lanes}, x, y, weigh);
+            });
+        return count;
+    }
+    withWeights(p0, p1, p2, weights, [&](const auto& weigh) {
         constexpr int kNarrow = 4, kWide = 16;
+        const auto onRun = [&](int y, int begin, int end) {
+            const Float4 sampleY = splat(grid.y(y));
+            for (int x = begin; x < end; x += 4) {
+                const unsigned lanes = (1U << std::min(4, end - x)) - 1U;
+                takeGroup({x, y, 4, lanes}, samplesFrom(grid, x), sampleY, weigh);
+            }
+        };
         const int winding = rect.width() > kWide ? edges.winding(triangle, grid, rect) : 0;
         if (rect.width() <= kNarrow)
-            findRunsByMask<1>(grid, rect, edges, onWeightedRun);
+            findRunsByMask<1>(grid, rect, edges, onRun);
         else if (winding == 0)
-            findRunsByMask<4>(grid, rect, edges, onWeightedRun);
+            findRunsByMask<4>(grid, rect, edges, onRun);
         else
-            findRunsByEnds(grid, rect, edges, winding, onWeightedRun);
-    };
-
-    constexpr float kTol = qvLinear::epsilonTolFlt;
-    const UprightSampleWeights weights{{grid, p0, p1, p2}};
-    const Point2Flt &e1 = weights.toSecond, &e2 = weights.toThird;
-    if (std::abs(e1.x) >= kTol && std::abs(weights.area) >= kTol) {
-        findRuns(static_cast<const SampleWeights&>(weights));
-    } else if (std::abs(e1.x) < kTol && std::abs(e2.x) >= kTol && std::abs(e1.y) >= kTol) {
-        findRuns(weights);
-    } else {
-        const ThinSampleWeights thin(grid, p0, p1, p2);
-        if (thin.area != 0.0)
-            findRuns(thin);
-    }
+            findRunsByEnds(grid, rect, edges, winding, onRun);
+    });
     return count;
 }
 
