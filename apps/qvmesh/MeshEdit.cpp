@@ -23,7 +23,7 @@ void MeshEdit::run(Job& job) {
     output_.write(job, 0.2, mesh);
 }
 
-void MeshEdit::weldSoup(qvGeom::CompactMesh& mesh, Job& job, double share) {
+void weldSoup(qvGeom::CompactMesh& mesh, Job& job, double share) {
     qvGeom::BitVector seen(mesh.getNumVertices());
     for (int i = 0; i < 3 * mesh.getNumTriangles(); ++i)
         seen.set(mesh.getTriangles()[i / 3][i % 3]);

@@ -7,6 +7,10 @@
 
 namespace qvmesh {
 
+/// For what works along edges: welds, as a stage of `job`, a mesh in which every triangle has three
+/// vertices of its own.
+void weldSoup(qvGeom::CompactMesh& mesh, Job& job, double share);
+
 /// A command that takes a mesh and `-o FILE`. What is left to each is the change.
 class MeshEdit : public Command {
 public:
@@ -23,10 +27,6 @@ protected:
 
     /// Changes the mesh as stages of `job` that take half of the whole, and reports what it did.
     virtual void edit(Job& job, qvGeom::CompactMesh& mesh) = 0;
-
-    /// For what works along edges: welds, as a stage of `job`, a mesh in which every triangle has
-    /// three vertices of its own.
-    static void weldSoup(qvGeom::CompactMesh& mesh, Job& job, double share);
 
 private:
     InputMesh input_;

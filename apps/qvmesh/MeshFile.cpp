@@ -31,12 +31,14 @@ struct Format {
     const char* extension;
     Reader read;                              // null: by the library itself
     std::string (*write)(const CompactMesh&); // null: by the library itself, or not at all
+    bool holdsUVs = false;
 };
 
 constexpr Format kFormats[] = {
-    {"mesh", nullptr, nullptr},     {"obj", readObj, writeObj}, {"off", readOff, writeOff},
-    {"stl", readStl, writeStl},     {"ply", readPly, writePly}, {"glb", readScene, writeGlb},
-    {"gltf", readScene, writeGltf},
+    {"mesh", nullptr, nullptr},           {"obj", readObj, writeObj, true},
+    {"off", readOff, writeOff},           {"stl", readStl, writeStl},
+    {"ply", readPly, writePly, true},     {"glb", readScene, writeGlb, true},
+    {"gltf", readScene, writeGltf, true},
 };
 
 /// A format that can only be read.
@@ -131,17 +133,26 @@ void InputMesh::read(Job& job, double share, CompactMesh& mesh) const {
     });
 }
 
-void OutputMesh::declare(CLI::App& app) {
+void OutputMesh::declare(CLI::App& app, Formats formats) {
     std::vector<std::string> extensions;
-    for (const Format& format : kFormats)
-        extensions.push_back(format.extension);
+    for (const Format& format : kFormats) {
+        if (formats == Formats::All || format.holdsUVs)
+            extensions.push_back(format.extension);
+    }
     option_.declare(app, "Mesh file", extensions)->required();
 }
 
 void OutputMesh::prepare(Job& job) { option_.prepare(job); }
 
 void OutputMesh::write(Job& job, double share, const CompactMesh& mesh) {
+    write(job, share, mesh, {});
+}
+
+void OutputMesh::write(Job& job, double share, const CompactMesh& mesh,
+                       std::span<const MeshGroup> groups) {
     option_.write(job, share, [&](const OutputFile& file) {
+        if (option_.extension() == "obj")
+            return file.write(writeObj(mesh, groups));
         if (const Format& format = *findFormat(option_.extension()); format.write)
             file.write(format.write(mesh));
         else if (!writeText(mesh, file.path()))

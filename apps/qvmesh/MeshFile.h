@@ -2,6 +2,7 @@
 /// Meshes from and to files, whatever their format.
 #pragma once
 
+#include <span>
 #include <string>
 
 #include "qvmesh/OutputOption.h"
@@ -22,10 +23,16 @@ class Progress;
 namespace qvmesh {
 
 class Job;
+struct MeshGroup;
 
 /// A mesh file that a command reads.
 class InputMesh {
 public:
+    InputMesh() = default;
+
+    /// For commands that declare an argument of their own.
+    explicit InputMesh(const std::string& path) : path_(path) {}
+
     /// Declares the positional argument that names the file, and is required unless the caller
     /// says otherwise.
     CLI::Option* declare(CLI::App& app, const char* argument);
@@ -44,8 +51,11 @@ private:
 /// A mesh file that a command writes.
 class OutputMesh {
 public:
+    /// Which formats will do: any, or those that hold texture coordinates.
+    enum class Formats { All, WithUVs };
+
     /// Declares the options that name the file and its format.
-    void declare(CLI::App& app);
+    void declare(CLI::App& app, Formats formats = Formats::All);
 
     const std::string& path() const { return option_.path(); }
 
@@ -54,6 +64,9 @@ public:
     /// Writes the mesh as the last stage of `job`. Throws Failure or Cancelled, and then whatever
     /// the file held is still there.
     void write(Job& job, double share, const qvGeom::CompactMesh& mesh);
+    /// The same, with the groups in formats that have some.
+    void write(Job& job, double share, const qvGeom::CompactMesh& mesh,
+               std::span<const MeshGroup> groups);
 
 private:
     OutputOption option_;

@@ -30,7 +30,9 @@ OutputFile::OutputFile(const std::string& target) : target_(target), path_(targe
     if (access(folder.c_str(), W_OK | X_OK) != 0)
         fail(std::strerror(errno));
     place_ = place;
-    path_ = folder / (".qvmesh-" + std::to_string(getpid()));
+    // Several files of one run may go to one folder.
+    static int numFiles = 0;
+    path_ = folder / (".qvmesh-" + std::to_string(getpid()) + "-" + std::to_string(numFiles++));
 }
 
 OutputFile::~OutputFile() {

@@ -47,6 +47,12 @@ CLI::Option* OutputOption::declare(CLI::App& app, const std::string& what,
     return option;
 }
 
+void OutputOption::declare(CLI::App& app, const char* name, const std::string& what,
+                           const std::string& extension) {
+    extensions_ = {extension};
+    app.add_option(name, path_, what + " to write (." + extension + ")")->type_name("FILE");
+}
+
 void OutputOption::prepare(Job& job) {
     if (!isGiven())
         return;
@@ -66,10 +72,18 @@ void OutputOption::keepApartFrom(const std::string& input) const {
 }
 
 void OutputOption::write(Job& job, double share, const Writer& writer) {
-    if (!isGiven())
-        return;
-    job.stage("write", share, [&](qvUtil::Progress&) { writer(*file_); });
-    file_->commit(); // from here on it is too late to stop
+    store(job, share, writer);
+    commit(); // from here on it is too late to stop
+}
+
+void OutputOption::store(Job& job, double share, const Writer& writer) {
+    if (isGiven())
+        job.stage("write", share, [&](qvUtil::Progress&) { writer(*file_); });
+}
+
+void OutputOption::commit() {
+    if (isGiven())
+        file_->commit();
 }
 
 } // namespace qvmesh

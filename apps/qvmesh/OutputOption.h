@@ -34,6 +34,10 @@ public:
     CLI::Option* declare(CLI::App& app, const std::string& what,
                          const std::vector<std::string>& extensions);
 
+    /// Declares an option of this name for a file of one format.
+    void declare(CLI::App& app, const char* name, const std::string& what,
+                 const std::string& extension);
+
     bool isGiven() const { return !path_.empty(); }
 
     const std::string& path() const { return path_; }
@@ -50,6 +54,13 @@ public:
     /// Has the file written as the last stage of `job`, if one is given. Throws Failure or
     /// Cancelled, and then whatever the file held is still there.
     void write(Job& job, double share, const Writer& writer);
+
+    // The two steps of it, for commands that write several files.
+
+    /// Has the file written beside its place.
+    void store(Job& job, double share, const Writer& writer);
+    /// Moves it there.
+    void commit();
 
 private:
     std::string path_;

@@ -413,25 +413,6 @@ def test_distance(folder):
     same(read_mesh(convert(ply, folder / "back.mesh")), read_mesh(near))
 
 
-def test_rays(folder):
-    """Rays through the box of a cube all hit it; the share of a picture that a ball fills, however
-    small its triangles."""
-    cube = facts("rays", cube_file(folder / "cube.mesh"), "--rays", 4000)["random"]
-    same({cube[key] for key in ("rays", "hits", "anyHits", "packetHits")}, {4000})
-    n, ball = 60, folder / "ball.mesh"
-    turns = [math.pi * i / n for i in range(2 * n)]
-    points = [(1e-3 * math.sin(a) * math.cos(b), 1e-3 * math.sin(a) * math.sin(b),
-               1e-3 * math.cos(a)) for a in turns[:n + 1] for b in turns[::2]]
-    quads = [(i * n + j, i * n + (j + 1) % n, (i + 1) * n + j, (i + 1) * n + (j + 1) % n)
-             for i in range(n) for j in range(n)]
-    ball.write_text(mesh_text(points, [t for a, b, c, d in quads for t in ((a, c, b), (b, c, d))]))
-    runs = [facts("rays", ball, "--rays", 100000, "--seed", seed) for seed in (7, 7, 8)]
-    for key in "hits", "anyHits", "packetHits":
-        check_close(runs[0]["camera"][key] / runs[0]["camera"]["rays"], math.pi / 13, 0.01, key)
-        hits = [run["random"][key] for run in runs]
-        check(hits[0] == hits[1] != hits[2] and 0 < hits[0] < 100000, key, hits)
-
-
 def test_refusals(folder):
     mesh = DATA / "patella.mesh"
     (folder / "locked").mkdir()
@@ -595,6 +576,11 @@ def test_what_is_told(folder):
         check(f"Examples:\n  qvmesh {command}" in run(command, "--help").stdout.decode(), command)
 
 
-for test in sys.argv[3:]:
-    with tempfile.TemporaryDirectory() as created:
-        globals()[f"test_{test}"](Path(created))
+def run_tests(functions):
+    for test in sys.argv[3:]:
+        with tempfile.TemporaryDirectory() as created:
+            functions[f"test_{test}"](Path(created))
+
+
+if __name__ == "__main__":
+    run_tests(globals())

@@ -31,6 +31,12 @@ struct Segment {
     qvLinear::PointFlt from, to;
 };
 
+/// Triangles that belong together: from this one on, to the next group.
+struct MeshGroup {
+    std::string name;
+    int firstTriangle;
+};
+
 /// Adds a polygon to `triangles` as a fan around its first corner; nothing for fewer than three.
 void addFan(const std::vector<int>& corners, std::vector<qvGeom::MeshTriangle>& triangles);
 
@@ -47,6 +53,8 @@ void readText(const std::string& path, qvGeom::CompactMesh& mesh);
 /// with several of them find no place.
 MeshData readObj(const std::string& path);
 std::string writeObj(const qvGeom::CompactMesh& mesh);
+/// With the triangles in named groups.
+std::string writeObj(const qvGeom::CompactMesh& mesh, std::span<const MeshGroup> groups);
 
 /// Vertices and triangles only.
 MeshData readOff(const std::string& path);

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <fstream>
 #include <span>
 #include <string>
@@ -122,12 +123,21 @@ std::string objCorner(const qvGeom::CompactMesh& mesh, int vertex) {
     return corner;
 }
 
+/// Blanks would end the name.
+std::string oneWord(std::string name) {
+    std::replace_if(
+        name.begin(), name.end(), [](unsigned char c) { return c <= ' '; }, '_');
+    return name;
+}
+
 } // namespace
 
 MeshData readObj(const std::string& path) { return ObjReader(path).read(); }
 
 // Written here since the scene package writes six digits, with which a float does not come back.
-std::string writeObj(const qvGeom::CompactMesh& mesh) {
+std::string writeObj(const qvGeom::CompactMesh& mesh) { return writeObj(mesh, {}); }
+
+std::string writeObj(const qvGeom::CompactMesh& mesh, std::span<const MeshGroup> groups) {
     NumberLines lines;
     for (int v = 0; v < mesh.getNumVertices(); ++v) {
         const qvGeom::MeshVertex& p = mesh.getVertices()[v];
@@ -139,7 +149,10 @@ std::string writeObj(const qvGeom::CompactMesh& mesh) {
         const qvGeom::MeshNormal& n = mesh.getNormals()[v];
         lines.line("vn", n.x, n.y, n.z);
     }
+    auto group = groups.begin();
     for (int t = 0; t < mesh.getNumTriangles(); ++t) {
+        for (; group != groups.end() && group->firstTriangle == t; ++group)
+            lines.line("g", oneWord(group->name));
         const MeshTriangle& corners = mesh.getTriangles()[t];
         lines.line("f", objCorner(mesh, corners[0]), objCorner(mesh, corners[1]),
                    objCorner(mesh, corners[2]));

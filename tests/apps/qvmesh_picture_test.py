@@ -1,0 +1,170 @@
+"""Runs the commands about layouts and views: qvmesh_picture_test.py PROGRAM DATA_FOLDER TEST..."""
+
+import math
+import struct
+import sys
+import zlib
+
+sys.dont_write_bytecode = True  # beside the sources
+from qvmesh_test import (CUBE_CORNERS, CUBE_FACES, DATA, check, check_close, check_refused, convert,
+                         cube_file, facts, mesh_text, run_tests, same)
+
+
+def read_png(path):
+    """The rows of a picture with three bytes per pixel."""
+    data, at, packed = path.read_bytes(), 8, b""
+    same(data[:8], b"\x89PNG\r\n\x1a\n", path)
+    while at < len(data):
+        size, kind = struct.unpack(">I4s", data[at:at + 8])
+        if kind == b"IHDR":
+            width, height, *form = struct.unpack(">IIBBBBB", data[at + 8:at + 21])
+            same(form, [8, 2, 0, 0, 0], path)
+        packed += data[at + 8:at + 8 + size] if kind == b"IDAT" else b""
+        at += size + 12
+    raw, rows, before = zlib.decompress(packed), [], bytes(3 * width)
+    for y in range(height):
+        filtered, row = raw[y * (3 * width + 1):(y + 1) * (3 * width + 1)], bytearray()
+        for x, byte in enumerate(filtered[1:]):
+            a, b, c = (row[x - 3], before[x], before[x - 3]) if x > 2 else (0, before[x], 0)
+            nearest = min((abs(b - c), 0, a), (abs(a - c), 1, b), (abs(a + b - 2 * c), 2, c))[2]
+            row.append((byte + (0, a, b, (a + b) // 2, nearest)[filtered[0]]) % 256)
+        rows.append([tuple(row[x:x + 3]) for x in range(0, len(row), 3)])
+        before = row
+    return rows
+
+
+def read_obj(path):
+    """Positions, UVs, the triangles by their indices, and the names of groups."""
+    positions, uvs, triangles, groups = [], [], [], []
+    for kind, *words in map(str.split, path.read_text().splitlines()):
+        if kind == "f":
+            corners = [word.split("/") for word in words]
+            check(all(c[0] == c[1] for c in corners), "one texture coordinate for each vertex")
+            triangles.append(tuple(int(c[0]) - 1 for c in corners))
+        elif kind == "g":
+            groups.append(words)
+        else:
+            {"v": positions, "vt": uvs}[kind].append(tuple(map(float, words)))
+    same(len(uvs), len(positions), path)
+    return positions, uvs, triangles, groups
+
+
+def turned(a, b, c):
+    return (b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0])
+
+
+def sheet(n, place, left_out=()):
+    """The text of a mesh of n x n squares, but for some, over the places of its corners."""
+    quads = [(i * (n + 1) + j, i * (n + 1) + j + 1, (i + 1) * (n + 1) + j, (i + 1) * (n + 1) + j + 1)
+             for i in range(n) for j in range(n) if (i, j) not in left_out]
+    return mesh_text([place(i / n, j / n) for i in range(n + 1) for j in range(n + 1)],
+                     [t for a, b, c, d in quads for t in ((a, c, b), (b, c, d))])
+
+
+def ring(i, j):
+    """A torus, of which the sides of the sheet lie at the same places."""
+    a, b = 2 * math.pi * (i % 1), 2 * math.pi * (j % 1)
+    return ((3 + math.cos(b)) * math.cos(a), (3 + math.cos(b)) * math.sin(a), math.sin(b))
+
+
+def test_flatten(folder):
+    """A flat sheet comes back as it is; closed surfaces are cut, also where the cut does not change
+    the number of boundaries, and no layout folds over. The mesh keeps its place in space."""
+    source, out, picture = folder / "in.mesh", folder / "out.obj", folder / "out.png"
+    pairs = [(0, 2), (3, 40), (7, 100)]
+    tilted = sheet(10, lambda i, j: (2 * i - j, i + 2 * j, 4), {(3, 4), (6, 6)})
+    cases = [("sheet", tilted, 0), ("cube", mesh_text(CUBE_CORNERS, CUBE_FACES), 1),
+             ("torus", sheet(12, ring), 1), ("torus with a hole", sheet(12, ring, {(5, 5)}), 1)]
+    for name, text, is_cut in cases:
+        source.write_text(text)
+        found = facts("flatten", source, "-o", out, "--picture", picture)
+        positions, uvs, triangles, _ = read_obj(out)
+        check(found["flippedTriangles"] == 0 and (found["copies"] > 0) == is_cut, name, found)
+        check(len({turned(*(uvs[v] for v in t)) > 0 for t in triangles}) == 1, name, "folds over")
+        check(min(map(min, uvs)) == 0 and max(map(max, uvs)) == 1, name, "is not as large as can be")
+        shape = [[positions[v] for v in t] for t in triangles]
+        same(shape, [[positions[v] for v in t] for t in read_obj(convert_with_uvs(out, folder))[2]], name)
+        lines = text.splitlines()
+        vertices = [tuple(map(float, line.split())) for line in lines[1:1 + int(lines[0].split()[0])]]
+        check(all(math.dist(a, b) < 1e-6 for a, b in zip(positions, vertices)), name, "moves")
+        for corners, line in zip(shape, lines[1 + len(vertices):]):
+            check(all(math.dist(p, vertices[int(v)]) < 1e-6 for p, v in zip(corners, line.split()[1:])), name)
+        if name == "sheet":
+            scales = [math.dist(uvs[a], uvs[b]) / math.dist(positions[a], positions[b]) for a, b in pairs]
+            check_close(min(scales), max(scales), 1e-4, name)
+            check(found["largestAngleError"] < 0.1, found)
+        rows = read_png(picture)
+        same((len(rows), len(rows[0])), (1020, 1120))
+        mean = (246, 244, 240)  # the colour of what is neither shrunk nor stretched
+        check((mean in rows[400][200:900]) == (name == "sheet") or is_cut, name, rows[400][::50])
+    check_refused("cut open, as it has handles", "flatten", source, "-o", out, "--no-cut")
+    check_refused("no format that can be written", "flatten", source, "-o", folder / "out.stl")
+    for name, reason in (("spider.obj", "two corners"), ("ur10_base.obj", "three or more"),
+                         ("boeing.mesh", "not wound alike"), ("pig_soup.stl", "single vertices"),
+                         ("patella.mesh", "is closed")):
+        check_refused(reason, "flatten", DATA / name, "-o", out, "--no-cut")
+    # Not welded, the sides of the sheet stay open, and nothing is left to cut.
+    source.write_text(sheet(12, ring))
+    same(facts("flatten", source, "-o", out, "--no-cut", "--no-compact")["copies"], 0)
+
+
+def convert_with_uvs(path, folder):
+    """The same after it went through formats that index texture coordinates in other ways."""
+    for extension in "ply", "glb", "obj":
+        path = convert(path, folder / f"copy.{extension}")
+    return path
+
+
+def test_pack(folder):
+    """Charts stay as large beside each other as they were, apart and inside the square."""
+    sizes, files = [(1, 0.5), (0.25, 0.75), (0.5, 0.5), (0.1, 0.1)], []
+    for i, (u, v) in enumerate(sizes):
+        path = folder / f"chart {i}.obj"
+        path.write_text(f"v 0 0 0\nv {u} 0 0\nv 0 {2 * v} 0\nvt 3 7\nvt {3 + u} 7\nvt 3 {7 + v}\n"
+                        "f 1/1 2/2 3/3\n")
+        files.append(path)
+    out, picture = folder / "all.obj", folder / "all.png"
+    for options in [], ["--by-surface", "--margin", 0], ["--margin", 0.1]:
+        found = facts("pack", *files, "-o", out, "--picture", picture, *options)
+        positions, uvs, triangles, groups = read_obj(out)
+        same((len(triangles), groups), (4, [[f"chart_{i}"] for i in range(4)]), options)
+        boxes = []
+        for place, triangle, (u, v) in zip(found["places"], triangles, sizes):
+            a, b, c = (uvs[i] for i in triangle)
+            boxes.append((a[0], a[1], b[0], c[1]))
+            check_close((c[1] - a[1]) / (b[0] - a[0]), v / u, 1e-5, options)
+            check_close(place["width"], b[0] - a[0], 1e-5, options)
+            check_close(positions[triangle[2]][1], 2 * v, 1e-6, options)
+        check_close((boxes[1][3] - boxes[1][1]) / (boxes[0][3] - boxes[0][1]), 1.5, 1e-5, options)
+        for i, a in enumerate(boxes):
+            check(min(a) >= 0 and max(a) <= 1, options, a)
+            for b in boxes[:i]:
+                check(a[0] >= b[2] or b[0] >= a[2] or a[1] >= b[3] or b[1] >= a[3], options, a, b)
+        rows = read_png(picture)
+        for (x, y, far, top), colour in zip(boxes, ((141, 190, 214), (244, 177, 131))):
+            x, y = (3 * x + far) / 4, (3 * y + top) / 4
+            same(rows[int(990 - 960 * y)][int(30 + 960 * x)], colour, options)
+    plain = convert(files[0], folder / "plain.off")
+    check_refused("has no texture coordinates", "pack", files[0], plain, "-o", out)
+
+def test_rays(folder):
+    """Rays through the box of a cube all hit it; the share of a picture that a ball fills, however
+    small its triangles."""
+    cube = facts("rays", cube_file(folder / "cube.mesh"), "--rays", 4000)["random"]
+    same({cube[key] for key in ("rays", "hits", "anyHits", "packetHits")}, {4000})
+    n, ball = 60, folder / "ball.mesh"
+    turns = [math.pi * i / n for i in range(2 * n)]
+    points = [(1e-3 * math.sin(a) * math.cos(b), 1e-3 * math.sin(a) * math.sin(b),
+               1e-3 * math.cos(a)) for a in turns[:n + 1] for b in turns[::2]]
+    quads = [(i * n + j, i * n + (j + 1) % n, (i + 1) * n + j, (i + 1) * n + (j + 1) % n)
+             for i in range(n) for j in range(n)]
+    ball.write_text(mesh_text(points, [t for a, b, c, d in quads for t in ((a, c, b), (b, c, d))]))
+    runs = [facts("rays", ball, "--rays", 100000, "--seed", seed) for seed in (7, 7, 8)]
+    for key in "hits", "anyHits", "packetHits":
+        check_close(runs[0]["camera"][key] / runs[0]["camera"]["rays"], math.pi / 13, 0.01, key)
+        hits = [run["random"][key] for run in runs]
+        check(hits[0] == hits[1] != hits[2] and 0 < hits[0] < 100000, key, hits)
+
+
+if __name__ == "__main__":
+    run_tests(globals())
