@@ -101,6 +101,13 @@ private:
 
 Float4 select(Mask4 mask, Float4 yes, Float4 no) { return mask ? yes : no; }
 
+/// Without a branch, since which of them it is is anybody's guess.
+float select(bool isFirst, float yes, float no) {
+    const auto mask = -static_cast<std::int32_t>(isFirst);
+    return std::bit_cast<float>((std::bit_cast<std::int32_t>(yes) & mask) |
+                                (std::bit_cast<std::int32_t>(no) & ~mask));
+}
+
 /// The next float towards the largest one, as nextafterf() gives it.
 Float4 nextFarther(Float4 z) {
     const Float4 largest = splat(FLT_MAX);
@@ -179,14 +186,15 @@ private:
             info->vertices = mesh_.getTriangles()[info->triangle].v;
             info->slope = 0.0F;
         }
+        const bool wantsSlope = style_.usesOffset || style_.info;
         const auto onTriangle = [&](int width, int height) {
-            if (style_.usesOffset || style_.info)
-                calculateTriSlope(width, height, depths);
+            calculateTriSlope(width, height, depths);
         };
         const auto onGroup = [&](const PixelGroup& group, Float4 u, Float4 v) {
             target_.take(group, depths.at(u, v), front);
         };
-        detail::scanTriangle(style_.grid, {a.x, a.y}, {b.x, b.y}, {c.x, c.y}, onTriangle, onGroup);
+        detail::scanTriangle(style_.grid, {a.x, a.y}, {b.x, b.y}, {c.x, c.y}, wantsSlope,
+                             onTriangle, onGroup);
         return target_.wantsMore();
     }
 
@@ -235,7 +243,7 @@ public:
         group.forEach([&](int k, int x, int y) {
             float& stored = *rows_.at(x, y);
             const bool passes = stored >= z[k];
-            stored = passes ? z[k] : stored;
+            stored = select(passes, z[k], stored);
             found_ |= passes;
         });
     }
@@ -263,7 +271,8 @@ public:
         }
         group.forEach([&](int k, int x, int y) {
             float& stored = *rows_.at(x, y);
-            stored = !(stored < z[k]) && z[k] == z[k] ? z[k] : stored;
+            const bool passes = !(stored < z[k]) & (z[k] == z[k]);
+            stored = select(passes, z[k], stored);
         });
     }
 

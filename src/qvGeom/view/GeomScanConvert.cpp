@@ -45,14 +45,14 @@ void MeshScanConverter::setTriangleCB(TriangleFunc func, void* data) {
 int MeshScanConverter::scanTriangle(float x0, float y0, float x1, float y1, float x2,
                                     float y2) const {
     const auto onTriangle = [this](int width, int height) {
-        if (triangleFunc_)
-            triangleFunc_(triangleData_, width, height);
+        triangleFunc_(triangleData_, width, height);
     };
     const auto onGroup = [this](const detail::PixelGroup& group, const auto& u, const auto& v) {
         if (pointFunc_)
             group.forEach([&](int k, int x, int y) { pointFunc_(pointData_, x, y, u[k], v[k]); });
     };
-    return detail::scanTriangle(grid_, {x0, y0}, {x1, y1}, {x2, y2}, onTriangle, onGroup);
+    return detail::scanTriangle(grid_, {x0, y0}, {x1, y1}, {x2, y2}, triangleFunc_ != nullptr,
+                                onTriangle, onGroup);
 }
 
 LineScanConverter::LineScanConverter(int width, int height, float border, PixelFunc func,

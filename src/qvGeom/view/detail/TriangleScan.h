@@ -57,17 +57,27 @@ inline void sortByY(Float4& a, Float4& b) {
     a = first;
 }
 
-/// A triangle with its corners in the order of y, then x, and its extent. Lanes are x and y.
-struct SortedTriangle {
-    Point2Flt a, b, c;
+/// How far a triangle reaches. Lanes are x and y.
+struct Extent {
     Float4 min, max;
-    bool isFinite;
 
-    SortedTriangle(const Point2Flt& p0, const Point2Flt& p1, const Point2Flt& p2) {
-        Float4 first{p0.x, p0.y}, second{p1.x, p1.y}, third{p2.x, p2.y};
+    Extent(const Point2Flt& p0, const Point2Flt& p1, const Point2Flt& p2) {
+        const Float4 first{p0.x, p0.y}, second{p1.x, p1.y}, third{p2.x, p2.y};
         const Float4 low = first < second ? first : second, high = first < second ? second : first;
         min = low < third ? low : third;
         max = high < third ? third : high;
+    }
+};
+
+/// A triangle with its corners in the order of y, then x.
+struct SortedTriangle : Extent {
+    Point2Flt a, b, c;
+    bool isFinite;
+
+    SortedTriangle(const Extent& extent, const Point2Flt& p0, const Point2Flt& p1,
+                   const Point2Flt& p2)
+        : Extent(extent) {
+        Float4 first{p0.x, p0.y}, second{p1.x, p1.y}, third{p2.x, p2.y};
         const Float4 zero{}, sum = first * zero + second * zero + third * zero; // or else NaN
         isFinite = bitsOf(sum == zero) == 15U;
         sortByY(first, second);
@@ -95,35 +105,6 @@ struct SortedTriangle {
                 std::min(below[2] - cut[2], grid.maxX), std::min(below[3] - cut[3], grid.maxY)};
     }
 };
-
-/// Cuts off the pixels that are surely outside, given twice the area of the triangle. Of a thin
-/// triangle rounding may make any sample inside. But where a sample is beyond all corners by a part
-/// of a pixel, one edge function is at least as much of the area as that is of twice the width;
-/// once this exceeds all errors, the functions cannot agree.
-inline PixelRect closeRect(const SortedTriangle& t, const SampleGrid& grid, const PixelRect& rect,
-                           float area) {
-    constexpr float kBeyond = 1.0F / 16.0F; // pixels
-    constexpr float kSlack = 3.0F;          // of the rectangle around the triangle, in pixels
-    constexpr float kErrors = 0x1p-14F;     // of a product of sizes: four times what may happen
-    constexpr float kLargest = 64.0F;       // pixels
-    constexpr int kLargestImage = 1 << 16;  // in it samples are in place to 1/64 pixel
-    const float sizeX = (t.max[0] - t.min[0]) * grid.sizeX + kSlack,
-                sizeY = (t.max[1] - t.min[1]) * grid.sizeY + kSlack;
-    const float areaInPixels = std::abs(area) * grid.sizeX * grid.sizeY;
-    const float size = std::max(sizeX, sizeY);
-    if (!(areaInPixels > kErrors * sizeX * sizeY * size) || !(size < kLargest) ||
-        std::max(grid.maxX, grid.maxY) >= kLargestImage)
-        return rect;
-    const float before = grid.border + kBeyond, after = grid.border - kBeyond;
-    const Float4 at = __builtin_shufflevector(t.min, t.max, 0, 1, 4, 5) *
-                          Float4{grid.sizeX, grid.sizeY, grid.sizeX, grid.sizeY} -
-                      Float4{before, before, after, after};
-    const Mask4 toZero = __builtin_convertvector(at, Mask4);
-    const Float4 whole = __builtin_convertvector(toZero, Float4);
-    const Mask4 up = toZero - (whole < at), down = toZero + (whole > at); // -1 where it is
-    return {std::max(rect.firstX, up[0]), std::max(rect.firstY, up[1]),
-            std::min(rect.lastX, down[2]), std::min(rect.lastY, down[3])};
-}
 
 /// Up to four pixels, of which those are meant whose bit is set: four of a row, or two by two.
 struct PixelGroup {
@@ -170,12 +151,8 @@ inline Mask4 isInside(Float4 e0, Float4 e1, Float4 e2) {
 struct EdgeFunctions {
     EdgeFunction edge[3];
 
-    explicit EdgeFunctions(const SortedTriangle& t) : edge{{t.b, t.c}, {t.c, t.a}, {t.a, t.b}} {}
-
-    [[gnu::always_inline]] unsigned lanesInside(Float4 x, Float4 y) const {
-        return bitsOf(isInside(edge[0].ofX(x) + edge[0].ofY(y), edge[1].ofX(x) + edge[1].ofY(y),
-                               edge[2].ofX(x) + edge[2].ofY(y)));
-    }
+    EdgeFunctions(const Point2Flt& a, const Point2Flt& b, const Point2Flt& c)
+        : edge{{b, c}, {c, a}, {a, b}} {}
 
     /// 1 or -1 when samples can only be inside with all functions at least, or at most, 0. Is 0
     /// when the triangle is so thin that rounding may make either so.
@@ -199,6 +176,47 @@ inline int EdgeFunctions::winding(const SortedTriangle& t, const SampleGrid& gri
     const double area = cross(qvLinear::widen(t.b) - a, qvLinear::widen(t.c) - a);
     return area > error ? 1 : area < -error ? -1 : 0;
 }
+
+/// A triangle of some pixels at most that is thick enough for rounding not to matter much.
+struct SmallTriangle {
+    PixelRect rect;     ///< All samples inside are in it; perhaps empty.
+    float errorOfEdges; ///< More than what the edge functions may be off by, there and next to it.
+
+    /// Whether the triangle is such a one, given twice its area. Rounding may make any sample
+    /// inside a thin one. But where a sample is beyond all corners by a part of a pixel, one edge
+    /// function is at least as much of the area as that is of twice the width; once this exceeds
+    /// all errors, the functions cannot agree.
+    static bool find(const Extent& extent, const SampleGrid& grid, float area,
+                     SmallTriangle& result) {
+        constexpr float kBeyond = 1.0F / 16.0F; // pixels
+        constexpr float kSlack = 3.0F;          // around the triangle, in pixels
+        constexpr float kErrors = 0x1p-14F;     // of a product of sizes: four times what may happen
+        constexpr float kErrorOfEdges = 0x1p-18F; // of the same: eight times
+        constexpr float kLargest = 64.0F;         // pixels
+        constexpr float kLargestImage = 0x1p16F;  // in it samples are in place to 1/64 pixel
+        const Float4 pixels{grid.sizeX, grid.sizeY, grid.sizeX, grid.sizeY};
+        const Float4 size = (extent.max - extent.min) * pixels + splat(kSlack);
+        const float product = size[0] * size[1], longest = std::max(size[0], size[1]);
+        if (!(std::abs(area) * grid.sizeX * grid.sizeY > kErrors * product * longest) ||
+            !(longest < kLargest) || !(std::max(grid.sizeX, grid.sizeY) < kLargestImage) ||
+            grid.border > 0.5F)
+            return false;
+
+        const float before = grid.border + kBeyond, after = grid.border - kBeyond;
+        const Float4 least = splat(-1.0F), most = splat(kLargestImage);
+        Float4 at = __builtin_shufflevector(extent.min, extent.max, 0, 1, 4, 5) * pixels -
+                    Float4{before, before, after, after};
+        at = at > least ? at : least;
+        at = at < most ? at : most;
+        const Mask4 toZero = __builtin_convertvector(at, Mask4);
+        const Float4 whole = __builtin_convertvector(toZero, Float4);
+        const Mask4 up = toZero - (whole < at), down = toZero + (whole > at); // -1 where it is
+        result.rect = {std::max(0, up[0]), std::max(0, up[1]), std::min(grid.maxX, down[2]),
+                       std::min(grid.maxY, down[3])};
+        result.errorOfEdges = kErrorOfEdges * product * grid.scaleX * grid.scaleY;
+        return true;
+    }
+};
 
 /// Calls onRun(y, begin, end) for every run of samples that are inside, evaluating all samples, as
 /// suits small triangles and those of no clear winding. Takes four times `kBlocks` columns at once.
@@ -326,6 +344,24 @@ struct SampleWeights {
     }
 };
 
+/// Finds which of four samples are inside by the signs of the weights. Returns false when edge
+/// functions, of which no two may be off by more than `error`, might tell otherwise.
+inline bool findInside(const SampleWeights& weights, Float4 x, Float4 y, float error,
+                       unsigned& lanes) {
+    x -= splat(weights.origin.x);
+    y -= splat(weights.origin.y);
+    const Float4 third = y * splat(weights.toSecond.x) - splat(weights.toSecond.y) * x,
+                 second = x * splat(weights.toThird.y) - splat(weights.toThird.x) * y,
+                 first = splat(weights.area) - second - third;
+    const Float4 above = splat(error), below = splat(-error);
+    const Mask4 anyAbove = (first > above) | (second > above) | (third > above),
+                allAbove = (first > above) & (second > above) & (third > above),
+                anyBelow = (first < below) | (second < below) | (third < below),
+                allBelow = (first < below) & (second < below) & (third < below);
+    lanes = bitsOf(allAbove | allBelow);
+    return bitsOf(allAbove | allBelow | (anyAbove & anyBelow)) == 15U;
+}
+
 /// The same where the second corner is above or below the first.
 struct UprightSampleWeights : SampleWeights {
     void at(Float4 x, Float4 y, [[maybe_unused]] unsigned lanes, Float4& u, Float4& v) const {
@@ -391,43 +427,57 @@ void withWeights(const Point2Flt& p0, const Point2Flt& p1, const Point2Flt& p2,
     }
 }
 
-/// Finds the samples of the triangle as MeshScanConverter does, but calls onTriangle(width, height)
-/// and onGroup(group, u, v), the latter with the weights of up to four samples, which come row by
-/// row. Returns the number of samples.
+/// Finds the samples of the triangle as MeshScanConverter does, but calls onTriangle(width,
+/// height), if that is wanted, and onGroup(group, u, v), the latter with the weights of up to four
+/// samples, which come row by row. Returns the number of samples.
 template <class OnTriangle, class OnGroup>
 int scanTriangle(const SampleGrid& grid, const Point2Flt& p0, const Point2Flt& p1,
-                 const Point2Flt& p2, const OnTriangle& onTriangle, const OnGroup& onGroup) {
-    const SortedTriangle triangle(p0, p1, p2);
-    if (triangle.isBesideImage() || !triangle.isFinite || grid.maxX < 0 || grid.maxY < 0)
+                 const Point2Flt& p2, bool wantsTriangle, const OnTriangle& onTriangle,
+                 const OnGroup& onGroup) {
+    if (grid.maxX < 0 || grid.maxY < 0)
         return 0;
-    const PixelRect wholeRect = triangle.pixels(grid);
-    onTriangle(wholeRect.width(), wholeRect.height());
-
-    const Point2Flt e1{p1.x - p0.x, p1.y - p0.y}, e2{p2.x - p0.x, p2.y - p0.y};
-    const SampleWeights weights{p0, e1, e2, e2.y * e1.x - e1.y * e2.x};
-    const PixelRect rect = closeRect(triangle, grid, wholeRect, weights.area);
-    if (rect.isEmpty())
-        return 0;
-
     int count = 0;
-    const EdgeFunctions edges(triangle);
     const auto takeGroup = [&](const PixelGroup& group, Float4 x, Float4 y, const auto& weigh) {
         Float4 u, v;
         weigh.at(x, y, group.lanes, u, v);
         count += std::popcount(group.lanes);
         onGroup(group, u, v);
     };
-    if (rect.width() <= 2 && rect.height() <= 2) {
+
+    const Extent extent(p0, p1, p2);
+    const Point2Flt e1{p1.x - p0.x, p1.y - p0.y}, e2{p2.x - p0.x, p2.y - p0.y};
+    const SampleWeights weights{p0, e1, e2, e2.y * e1.x - e1.y * e2.x};
+    SmallTriangle small;
+    const bool isSmall = SmallTriangle::find(extent, grid, weights.area, small);
+    if (isSmall && !wantsTriangle) {
+        const PixelRect& rect = small.rect;
+        if (rect.isEmpty())
+            return 0;
         const float x0 = grid.x(rect.firstX), x1 = grid.x(rect.lastX), y0 = grid.y(rect.firstY),
                     y1 = grid.y(rect.lastY);
         const Float4 x{x0, x1, x0, x1}, y{y0, y0, y1, y1};
-        const unsigned lanes = edges.lanesInside(x, y) & rect.lanesOfTwoByTwo();
-        if (lanes != 0)
-            withWeights(p0, p1, p2, weights, [&](const auto& weigh) {
-                takeGroup({rect.firstX, rect.firstY, 2, lanes}, x, y, weigh);
-            });
-        return count;
+        unsigned lanes = 0;
+        if (rect.width() <= 2 && rect.height() <= 2 &&
+            findInside(weights, x, y, small.errorOfEdges, lanes)) {
+            lanes &= rect.lanesOfTwoByTwo();
+            if (lanes != 0)
+                withWeights(p0, p1, p2, weights, [&](const auto& weigh) {
+                    takeGroup({rect.firstX, rect.firstY, 2, lanes}, x, y, weigh);
+                });
+            return count;
+        }
     }
+
+    const SortedTriangle triangle(extent, p0, p1, p2);
+    if (triangle.isBesideImage() || !triangle.isFinite)
+        return 0;
+    const PixelRect wholeRect = triangle.pixels(grid);
+    if (wantsTriangle)
+        onTriangle(wholeRect.width(), wholeRect.height());
+    const PixelRect rect = isSmall ? small.rect : wholeRect;
+    if (rect.isEmpty())
+        return 0;
+    const EdgeFunctions edges(triangle.a, triangle.b, triangle.c);
     withWeights(p0, p1, p2, weights, [&](const auto& weigh) {
         constexpr int kNarrow = 4, kWide = 16;
         const auto onRun = [&](int y, int begin, int end) {
