@@ -12,7 +12,8 @@ function(qvgeom_add_tests folder)
         CXX_EXTENSIONS OFF
         RUNTIME_OUTPUT_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR})
     target_compile_definitions(${target} PRIVATE QVGEOM_TEST_DATA="${PROJECT_SOURCE_DIR}/data")
-    target_compile_options(${target} PRIVATE -ffp-contract=off)
+    target_compile_options(${target} PRIVATE -ffp-contract=off
+        $<$<CXX_COMPILER_ID:GNU>:-fno-tree-slp-vectorize>)
     target_link_libraries(${target} PRIVATE
         qvGeom::qvGeom qvGeom_test_support qvGeom_warnings GTest::gtest_main)
     gtest_discover_tests(${target}

@@ -32,7 +32,7 @@ SYSTEM_HEADERS = set(
     shared_mutex source_location span sstream stack stdexcept stop_token streambuf string string_view
     syncstream system_error thread tuple type_traits typeindex typeinfo unordered_map unordered_set
     utility valarray variant vector version
-    emmintrin.h fcntl.h locale.h pthread.h sched.h sys/mman.h sys/stat.h sys/types.h time.h unistd.h
+    emmintrin.h fcntl.h immintrin.h locale.h pthread.h sched.h sys/mman.h sys/stat.h sys/types.h time.h unistd.h
     """.split()
 )
 
