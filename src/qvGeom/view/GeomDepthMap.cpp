@@ -6,6 +6,9 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <limits>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -100,13 +103,6 @@ private:
 };
 
 Float4 select(Mask4 mask, Float4 yes, Float4 no) { return mask ? yes : no; }
-
-/// Without a branch, since which of them it is is anybody's guess.
-float select(bool isFirst, float yes, float no) {
-    const auto mask = -static_cast<std::int32_t>(isFirst);
-    return std::bit_cast<float>((std::bit_cast<std::int32_t>(yes) & mask) |
-                                (std::bit_cast<std::int32_t>(no) & ~mask));
-}
 
 /// The next float towards the largest one, as nextafterf() gives it.
 Float4 nextFarther(Float4 z) {
@@ -226,60 +222,51 @@ struct DepthRows {
 
 constexpr unsigned kAllLanes = 15;
 
-/// Keeps the nearest depth of each pixel.
+/// Keeps the nearest depth of each pixel. A map that starts empty is NaN where no sample has been;
+/// in another one, nothing passes there.
+template <bool kStartsEmpty>
 class NearestWriter {
 public:
-    explicit NearestWriter(const DepthRows& rows) : rows_(rows) {}
+    NearestWriter(const DepthRows& rows, const SampleGrid& grid) : rows_(rows), grid_(grid) {}
 
     void take(const PixelGroup& group, Float4 z, bool) {
+        float* const first = rows_.at(group.x, group.y);
         if (group.columns == 4 && group.lanes == kAllLanes) {
-            float* const at = rows_.at(group.x, group.y);
-            const Float4 stored = detail::load(at);
-            const Mask4 passes = stored >= z;
-            detail::store(at, select(passes, z, stored));
-            found_ |= detail::bitsOf(passes) != 0;
-            return;
+            const Float4 stored = detail::load(first);
+            const Mask4 passed = passes(stored, z);
+            detail::store(first, select(passed, z, stored));
+            found_ |= detail::bitsOf(passed);
+        } else if (group.columns == 2 && group.x < grid_.maxX && group.y < grid_.maxY) {
+            // All four are written back: how many there are is anybody's guess.
+            float* const second = first + rows_.width;
+            const Float4 stored{first[0], first[1], second[0], second[1]};
+            const Mask4 passed = passes(stored, z) & group.mask();
+            const Float4 nearest = select(passed, z, stored);
+            std::memcpy(first, &nearest, 2 * sizeof(float));
+            std::memcpy(second, reinterpret_cast<const float*>(&nearest) + 2, 2 * sizeof(float));
+            found_ |= detail::bitsOf(passed);
+        } else {
+            group.forEach([&](int k, int x, int y) {
+                float& stored = *rows_.at(x, y);
+                const unsigned passed = detail::bitsOf(passes(splat(stored), z)) >> k & 1U;
+                stored = passed != 0 ? z[k] : stored;
+                found_ |= passed;
+            });
         }
-        group.forEach([&](int k, int x, int y) {
-            float& stored = *rows_.at(x, y);
-            const bool passes = stored >= z[k];
-            stored = select(passes, z[k], stored);
-            found_ |= passes;
-        });
     }
 
     bool wantsMore() const { return true; }
 
-    bool found() const { return found_; }
+    bool found() const { return found_ != 0; }
 
 private:
-    DepthRows rows_;
-    bool found_ = false;
-};
-
-/// The same for a map of its own, which is NaN where no sample has been.
-class NearestCollector {
-public:
-    explicit NearestCollector(const DepthRows& rows) : rows_(rows) {}
-
-    void take(const PixelGroup& group, Float4 z, bool) {
-        if (group.columns == 4 && group.lanes == kAllLanes) {
-            float* const at = rows_.at(group.x, group.y);
-            const Float4 stored = detail::load(at);
-            detail::store(at, select(~(stored < z) & (z == z), z, stored));
-            return;
-        }
-        group.forEach([&](int k, int x, int y) {
-            float& stored = *rows_.at(x, y);
-            const bool passes = !(stored < z[k]) & (z[k] == z[k]);
-            stored = select(passes, z[k], stored);
-        });
+    static Mask4 passes(Float4 stored, Float4 z) {
+        return kStartsEmpty ? ~(stored < z) & (z == z) : stored >= z;
     }
 
-    bool wantsMore() const { return true; }
-
-private:
     DepthRows rows_;
+    const SampleGrid& grid_;
+    unsigned found_ = 0;
 };
 
 /// Hands every sample to a callback, one by one, and writes those that pass.
@@ -435,14 +422,14 @@ public:
         const qvUtil::IndexRange slice =
             qvUtil::sliceOf(drawing_.mesh.getNumTriangles(), thread, numSlices_);
         if (thread == 0) {
-            NearestWriter writer(rows_);
+            NearestWriter<false> writer(rows_, drawing_.style.grid);
             drawing_.draw(slice, writer);
             found_ = writer.found();
             return;
         }
         float* const spare = spares_[thread - 1].get();
         std::fill_n(spare, numPixels_, std::numeric_limits<float>::quiet_NaN());
-        NearestCollector collector({spare, rows_.width});
+        NearestWriter<true> collector({spare, rows_.width}, drawing_.style.grid);
         drawing_.draw(slice, collector);
     }
 

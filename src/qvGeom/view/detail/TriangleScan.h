@@ -106,11 +106,18 @@ struct SortedTriangle : Extent {
     }
 };
 
-/// Up to four pixels, of which those are meant whose bit is set: four of a row, or two by two.
+/// Up to four pixels, of which those are meant whose bit is set: four of a row, or two by two. Of
+/// the latter there may be none, since to ask would take longer.
 struct PixelGroup {
     int x, y;
     int columns; ///< 4 or 2.
     unsigned lanes;
+
+    Mask4 mask() const {
+        constexpr Mask4 kLane{1, 2, 4, 8};
+        const auto bits = static_cast<int>(lanes);
+        return (Mask4{bits, bits, bits, bits} & kLane) == kLane;
+    }
 
     template <class Take>
     void forEach(const Take& take) const {
@@ -460,10 +467,9 @@ int scanTriangle(const SampleGrid& grid, const Point2Flt& p0, const Point2Flt& p
         if (rect.width() <= 2 && rect.height() <= 2 &&
             findInside(weights, x, y, small.errorOfEdges, lanes)) {
             lanes &= rect.lanesOfTwoByTwo();
-            if (lanes != 0)
-                withWeights(p0, p1, p2, weights, [&](const auto& weigh) {
-                    takeGroup({rect.firstX, rect.firstY, 2, lanes}, x, y, weigh);
-                });
+            withWeights(p0, p1, p2, weights, [&](const auto& weigh) {
+                takeGroup({rect.firstX, rect.firstY, 2, lanes}, x, y, weigh);
+            });
             return count;
         }
     }
