@@ -151,7 +151,7 @@ public:
           clip_(clip),
           target_(target) {}
 
-    void draw(const qvUtil::IndexRange& triangles) {
+    [[gnu::flatten]] void draw(const qvUtil::IndexRange& triangles) {
         const MeshTriangle* const end = mesh_.getTriangles() + triangles.last;
         detail::TriangleWalk::forEachTriangle(
             clip_, mesh_, triangles, [this, end](const MeshTriangle& t) {
@@ -167,14 +167,14 @@ public:
         return draw(vertices_[i].onMap, vertices_[j].onMap, vertices_[k].onMap);
     }
 
-    bool onClipped(const HPoint& a, const HPoint& b, const HPoint& c) {
+    [[gnu::noinline]] bool onClipped(const HPoint& a, const HPoint& b, const HPoint& c) {
         return draw(style_.frame(a), style_.frame(b), style_.frame(c));
     }
 
 private:
     static constexpr int kAhead = 16; // triangles: vertices in random order take long to come
 
-    [[gnu::flatten]] bool draw(const MapPoint& a, const MapPoint& b, const MapPoint& c) {
+    bool draw(const MapPoint& a, const MapPoint& b, const MapPoint& c) {
         const bool front = clip_.isFrontFacing();
         SampleDepths depths{{a.depth, b.depth, c.depth}, 0.0F, style_.usesOffset, !front};
         if (MeshDepthMap::SampleTriInfo* info = style_.info) {
