@@ -257,8 +257,9 @@ void screenPickAgainstRead(benchmark::State& state) {
     viewport.setSize(kSide, kSide);
     viewport.getViewTransform(window);
     const ProjMatrixFlt toPixels(viewFromAbove() * ProjMatrix(window));
-    // The eye is above the middle, and looks at a pixel not far from it.
-    const qvLinear::Line ray{{0.5, 0.5, 2.0}, {0.05, 0.02, -2.0}};
+    // The eye is above the middle, and looks at a pixel not far from it. The direction is long, so
+    // that no triangle is too small to be hit.
+    const qvLinear::Line ray{{0.5, 0.5, 2.0}, {5.0, 2.0, -200.0}};
     const auto [x, y, z, w] = qvLinear::HPoint{0.55, 0.52, 0.0, 1.0} * widen(toPixels);
     qvGeom::MeshCoord hit;
     bench::runInTurns(
