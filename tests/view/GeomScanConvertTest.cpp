@@ -27,7 +27,7 @@ struct Sample {
 
 struct Scan {
     std::vector<Sample> samples;
-    std::vector<int> rectangles; // width and height of each
+    std::pair<int, int> rectangle; // width and height, 0 when it was not told
 
     Scan(const Point2Flt (&p)[3], int columns, int rows, float border) {
         MeshScanConverter scanner(columns, rows, border);
@@ -35,8 +35,7 @@ struct Scan {
             static_cast<Scan*>(to)->samples.push_back({x, y, u, v});
         };
         const auto onTriangle = [](void* to, int w, int h) {
-            static_cast<Scan*>(to)->rectangles.insert(static_cast<Scan*>(to)->rectangles.end(),
-                                                      {w, h});
+            static_cast<Scan*>(to)->rectangle = {w, h};
         };
         scanner.setPointSampleCB(onSample, this);
         scanner.setTriangleCB(onTriangle, this);
@@ -70,36 +69,40 @@ TEST(ScanConvert, triangleSamples) {
         if (round % 7 == 0)
             p[2] = {(p[0].x + p[1].x) / 2, (p[0].y + p[1].y) / 2};
         const auto [left, right] = std::minmax({p[0].x, p[1].x, p[2].x});
-        const bool hasArea = cross(widen(p[1]) - widen(p[0]), widen(p[2]) - widen(p[0])) != 0;
         Point2Flt s[3] = {p[0], p[1], p[2]};
         std::sort(s, s + 3, [](const Point2Flt& a, const Point2Flt& b) {
             return a.y < b.y || (a.y == b.y && a.x < b.x);
         });
+        const auto pixels = [](float low, float high, int count) {
+            const float max = static_cast<float>(count - 1);
+            return std::pair(static_cast<int>(std::max(std::floor(low * max), 0.0F)),
+                             static_cast<int>(std::min(std::ceil(high * max), max)));
+        };
+        const auto [firstX, lastX] = pixels(left, right, columns);
+        const auto [firstY, lastY] = pixels(s[0].y, s[2].y, rows);
         const Scan scan(p, columns, rows, border);
+        const bool isBeside = s[0].y > 1 || s[2].y < 0 || left > 1 || right < 0;
+        EXPECT_EQ(scan.rectangle,
+                  isBeside ? std::pair(0, 0) : std::pair(lastX - firstX + 1, lastY - firstY + 1));
         auto next = scan.samples.begin();
-        for (int i = 0; i < columns * rows; ++i) {
+        for (int i = firstY * columns; i < (lastY + 1) * columns && !isBeside; ++i) {
             const Point2Flt at{grid.x(i % columns), grid.y(i / columns)};
             const float a = edge(s[1], s[2], at), b = edge(s[2], s[0], at),
                         c = edge(s[0], s[1], at);
-            const float column = static_cast<float>(i % columns),
-                        row = static_cast<float>(i / columns),
-                        maxX = static_cast<float>(columns - 1), maxY = static_cast<float>(rows - 1);
-            const bool isNear = column >= std::floor(left * maxX) &&
-                                column <= std::ceil(right * maxX) &&
-                                row >= std::floor(s[0].y * maxY) && row <= std::ceil(s[2].y * maxY);
-            if (!hasArea || !isNear || (std::min({a, b, c}) < 0 && std::max({a, b, c}) > 0))
+            if (cross(widen(p[1]) - widen(p[0]), widen(p[2]) - widen(p[0])) == 0 ||
+                i % columns < firstX || i % columns > lastX ||
+                (std::min({a, b, c}) < 0 && std::max({a, b, c}) > 0))
                 continue;
             ASSERT_TRUE(next != scan.samples.end() && next->x + columns * next->y == i) << round;
             float u, v;
             qvGeom::isPointInTriangleDefinitive(at, p[0], p[1], p[2], v, u);
-            if (u < 2.0F) {
-                EXPECT_TRUE(next->u == u && next->v == v) << round;
-            } else {
-                ++numThin;
-                EXPECT_TRUE(next->u >= 0 && next->v >= 0 && next->u + next->v < 1.000001F);
-                const double x = p[0].x + next->u * (p[1].x - p[0].x) + next->v * (p[2].x - p[0].x);
-                EXPECT_NEAR(x, at.x, 1e-6) << round;
-            }
+            const bool thin = u > 2.0F;
+            numThin += thin;
+            const double x = p[0].x + next->u * (p[1].x - p[0].x) + next->v * (p[2].x - p[0].x);
+            EXPECT_TRUE(thin ? std::min(next->u, next->v) >= 0 && next->u + next->v < 1.000001F &&
+                                   std::abs(x - at.x) < 1e-6
+                             : next->u == u && next->v == v)
+                << round;
             ++next;
         }
         EXPECT_TRUE(next == scan.samples.end()) << round;
@@ -108,19 +111,13 @@ TEST(ScanConvert, triangleSamples) {
 }
 
 TEST(ScanConvert, trianglesShareTheirEdges) {
-    const Point2Flt corners[] = {{0, 0}, {1, 1}, {0, 1}, {1, 0}};
-    for (const int third : {2, 3}) {
-        const Scan scan({corners[0], corners[third], corners[1]}, 5, 5, 0);
-        EXPECT_EQ(scan.samples.size(), 15);
-        EXPECT_EQ(scan.rectangles, (std::vector{5, 5}));
-    }
-    EXPECT_EQ(Scan({{0.5F, 0}, {0, 0.5F}, {0.5F, 1}}, 5, 5, 0).samples.size(), 9);
-    // Beside the image, not a number, without area, and without a sample.
     const float nan = std::numeric_limits<float>::quiet_NaN();
-    EXPECT_EQ(Scan({{1.1F, 0}, {1.2F, 0}, {1.1F, 1}}, 5, 5, 0).rectangles.size(), 0);
-    EXPECT_EQ(Scan({{0, nan}, {1, 0}, {1, 1}}, 5, 5, 0).samples.size(), 0);
-    EXPECT_EQ(Scan({{0, 0}, {0.5F, 0.5F}, {1, 1}}, 5, 5, 0).samples.size(), 0);
-    EXPECT_EQ(Scan({{0.3F, 0.3F}, {0.4F, 0.3F}, {0.3F, 0.4F}}, 5, 5, 0).rectangles.size(), 2);
+    const auto count = [](auto&&... p) { return Scan({p...}, 5, 5, 0).samples.size(); };
+    EXPECT_EQ(count(Point2Flt{0, 0}, Point2Flt{0, 1}, Point2Flt{1, 1}), 15);
+    EXPECT_EQ(count(Point2Flt{0, 0}, Point2Flt{1, 0}, Point2Flt{1, 1}), 15);
+    EXPECT_EQ(count(Point2Flt{0.5F, 0}, Point2Flt{0, 0.5F}, Point2Flt{0.5F, 1}), 9);
+    EXPECT_EQ(count(Point2Flt{0, nan}, Point2Flt{1, 0}, Point2Flt{1, 1}), 0);
+    EXPECT_EQ(count(Point2Flt{0, 0}, Point2Flt{0.5F, 0.5F}, Point2Flt{1, 1}), 0); // no area
 }
 
 struct Pixel {
@@ -140,40 +137,39 @@ TEST(ScanConvert, linePixels) {
     LineScanConverter scanner(40, 30, 0.5F, Pixel::add, &pixels);
     for (int round = 0; round < 2000; ++round) {
         float p[4]; // on pixels or anywhere, in the image or across its border
+        int from[2], to[2];
         for (int k = 0; k < 4; ++k)
             p[k] = round % 2 ? qvLinear::narrow(0.5 + random.number(0.8))
                              : static_cast<float>(random.below(30)) / (k % 2 ? 29.0F : 39.0F);
-        const auto toPixel = [](float at, bool up, float max) {
-            const float moved = up ? std::ceil(at * max) : std::floor(at * max);
-            return static_cast<int>(std::clamp(moved, 0.0F, max));
-        };
-        const bool right = p[2] > p[0], above = p[3] > p[1];
-        int x0 = toPixel(p[0], !right, 39), x1 = toPixel(p[2], right, 39);
-        int y0 = toPixel(p[1], !above, 29), y1 = toPixel(p[3], above, 29);
-        const bool steep = std::abs(y1 - y0) > std::abs(x1 - x0);
-        const bool reversed = steep ? y0 > y1 : x0 > x1;
-        if (reversed) {
-            std::swap(x0, x1);
-            std::swap(y0, y1);
+        for (int axis = 0; axis < 2; ++axis) {
+            const float max = axis ? 29 : 39, start = p[axis] * max, end = p[axis + 2] * max;
+            const bool up = p[axis + 2] > p[axis];
+            const auto inImage = [&](float at) { return int(std::clamp(at, 0.0F, max)); };
+            from[axis] = inImage(up ? std::floor(start) : std::ceil(start));
+            to[axis] = inImage(up ? std::ceil(end) : std::floor(end));
         }
-        const int n = std::max(std::abs(x1 - x0), std::abs(y1 - y0));
+        const int steep = std::abs(to[1] - from[1]) > std::abs(to[0] - from[0]);
+        const bool reversed = from[steep] > to[steep];
+        if (reversed)
+            std::swap(from, to);
+        const int n = to[steep] - from[steep];
         pixels.clear();
         ASSERT_EQ(scanner.scanLine(p[0], p[1], p[2], p[3]), n + 1);
         ASSERT_EQ(pixels.size(), n + 1);
         for (int k = 0; k <= n; ++k) {
-            const auto gone = [&](int from, int to) {
-                return from +
-                       (to > from ? 1 : -1) * ((2 * k * std::abs(to - from) + n) / (n ? 2 * n : 1));
+            const auto gone = [&](int axis) {
+                const int rise = std::abs(to[axis] - from[axis]);
+                return from[axis] +
+                       (to[axis] > from[axis] ? 1 : -1) * ((2 * k * rise + n) / std::max(2 * n, 1));
             };
             const Pixel& pixel = pixels[k];
-            EXPECT_EQ(pixel.x, gone(x0, x1)) << round;
-            EXPECT_EQ(pixel.y, gone(y0, y1)) << round;
+            EXPECT_TRUE(pixel.x == gone(0) && pixel.y == gone(1)) << round;
             EXPECT_EQ(pixel.reversed, reversed);
-            const double dx = p[2] - p[0], dy = p[3] - p[1], length2 = dx * dx + dy * dy;
-            const double t =
+            const double dx = p[2] - p[0], dy = p[3] - p[1];
+            const double along =
                 ((pixel.x + 0.5) / 40 - p[0]) * dx + ((pixel.y + 0.5) / 30 - p[1]) * dy;
-            EXPECT_NEAR(pixel.t, length2 > 0 ? std::clamp(t / length2, 0.0, 1.0) : 0.0, 1e-4)
-                << round;
+            const double t = std::clamp(along / std::max(dx * dx + dy * dy, 1e-30), 0.0, 1.0);
+            EXPECT_NEAR(pixel.t, t, 1e-4) << round;
             EXPECT_EQ(pixel.t, qvLinear::narrow(pixel.t));
         }
     }

@@ -47,8 +47,8 @@ public:
 
     /// Null for none.
     void setPointSampleCB(PointSampleFunc func, void* data);
-    /// Called before the samples of a triangle, also when there are none; not for a triangle beside
-    /// the image. Null for none.
+    /// Called before the samples of a triangle, also when there are none; not for one beside the
+    /// image, or with a coordinate that is not finite. Null for none.
     void setTriangleCB(TriangleFunc func, void* data);
 
     /// Calls the point function for every sample of the triangle, row by row from the lowest y, and
