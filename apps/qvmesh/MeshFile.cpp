@@ -122,6 +122,10 @@ CLI::Option* InputMesh::declare(CLI::App& app, const char* argument) {
         ->type_name("FILE");
 }
 
+CLI::Option* InputMesh::declareOption(CLI::App& app, const char* name, const std::string& what) {
+    return app.add_option(name, path_, what)->type_name("FILE");
+}
+
 void InputMesh::read(Job& job, double share, CompactMesh& mesh) const {
     job.stage("read", share, [&](qvUtil::Progress& progress) {
         checkIsReadable(path_);

@@ -37,6 +37,9 @@ public:
     /// says otherwise.
     CLI::Option* declare(CLI::App& app, const char* argument);
 
+    /// The same for a file that an option, which is not required, names.
+    CLI::Option* declareOption(CLI::App& app, const char* name, const std::string& what);
+
     const std::string& path() const { return path_; }
 
     /// Replaces `mesh`, as a stage of `job`. A mesh from here has triangles, its indices are in

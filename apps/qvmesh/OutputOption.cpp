@@ -47,10 +47,10 @@ CLI::Option* OutputOption::declare(CLI::App& app, const std::string& what,
     return option;
 }
 
-void OutputOption::declare(CLI::App& app, const char* name, const std::string& what,
-                           const std::string& extension) {
+CLI::Option* OutputOption::declare(CLI::App& app, const char* name, const std::string& what,
+                                   const std::string& extension) {
     extensions_ = {extension};
-    app.add_option(name, path_, what + " to write (." + extension + ")")->type_name("FILE");
+    return app.add_option(name, path_, what + " to write (." + extension + ")")->type_name("FILE");
 }
 
 void OutputOption::prepare(Job& job) {

@@ -35,8 +35,8 @@ public:
                          const std::vector<std::string>& extensions);
 
     /// Declares an option of this name for a file of one format.
-    void declare(CLI::App& app, const char* name, const std::string& what,
-                 const std::string& extension);
+    CLI::Option* declare(CLI::App& app, const char* name, const std::string& what,
+                         const std::string& extension);
 
     bool isGiven() const { return !path_.empty(); }
 

@@ -7,7 +7,8 @@ import zlib
 
 sys.dont_write_bytecode = True  # beside the sources
 from qvmesh_test import (CUBE_CORNERS, CUBE_FACES, DATA, check, check_close, check_refused, convert,
-                         cube_file, facts, mesh_text, run_tests, same)
+                         cube_file, facts, mesh_text, read_mesh, run_tests,
+                         same)
 
 
 def read_png(path):
@@ -146,6 +147,104 @@ def test_pack(folder):
             same(rows[int(990 - 960 * y)][int(30 + 960 * x)], colour, options)
     plain = convert(files[0], folder / "plain.off")
     check_refused("has no texture coordinates", "pack", files[0], plain, "-o", out)
+
+WHITE = (255, 255, 255)
+
+
+def covered(rows):
+    """How many pixels are drawn on."""
+    return sum(pixel != WHITE for row in rows for pixel in row)
+
+
+def near(pixel, colour, tolerance=40):
+    return math.dist(pixel, colour) < tolerance
+
+
+def test_render(folder):
+    """A square seen from the front fills 0.92 of the height, with clean edges; so does a ball, as
+    far as a disk is round. What is highlighted is where it belongs, and hidden when behind."""
+    source, picture = folder / "in.mesh", folder / "out.png"
+
+    def render(*options, view="0,0,1"):
+        facts("render", source, "-o", picture, "--view", view, "--size", "200x100", *options)
+        return read_png(picture)
+
+    source.write_text(sheet(4, lambda i, j: (i, j, 1000)))
+    rows = render()
+    same((len(rows), {len(row) for row in rows}), (100, {200}))
+    check_close(covered(rows), 92 * 92, 0.03, "square")
+    check(all(near(rows[y][x], rows[50][101], 25) for x in (56, 143) for y in (7, 93)), "not even")
+    front, back = rows[50][100], render(view="0,0,-1")[50][100]
+    check(front[0] > front[2] and back[2] > back[0], "sides look alike", front, back)
+    check(near(render("--borders")[50][54], (214, 40, 40)) and
+          not near(render("--borders")[50][100], (214, 40, 40)), "border")
+    check(render("--edges")[50][100] != front, "edges")
+    for y in range(1, 99):
+        same(near(rows[y][100], front, 25), 4 <= y < 96, y, rows[y][100])
+
+    other = folder / "other.mesh"
+    other.write_text(sheet(1, lambda i, j: (i, j, 1000 + i)))
+    middle = render("--distance", other, "--scale", 1)[50]  # beside a scale of 110 pixels
+    hue = [(pixel[0] - pixel[2]) / (sum(pixel) + 1) for pixel in middle[6:84]]
+    check(hue[0] < -0.1 and hue[-1] > 0.2, "distances", hue)
+
+    ball = [(math.sin(math.pi * a / 40) * math.cos(math.pi * b / 20) * 1e-7,
+             math.sin(math.pi * a / 40) * math.sin(math.pi * b / 20) * 1e-7,
+             math.cos(math.pi * a / 40) * 1e-7) for a in range(41) for b in range(40)]
+    quads = [(a * 40 + b, a * 40 + (b + 1) % 40) for a in range(40) for b in range(40)]
+    source.write_text(mesh_text(ball, [t for i, j in quads for t in ((i, i + 40, j), (j, i + 40, j + 40))]))
+    check_close(covered(render("--shading", "flat")), math.pi * 46 ** 2, 0.05, "ball")
+
+    # Two sheets that cross in the middle, and a third one before the left half.
+    flat, steep = [(0, 0, 0), (2, 0, 0), (2, 2, 0), (0, 2, 0)], [(0, 1, -1), (2, 1, -1), (2, 1, 1), (0, 1, 1)]
+    cover = [(0, 0, 3), (1, 0, 3), (1, 2, 3), (0, 2, 3)]
+    for sheets, left in ((flat + steep, True), (flat + steep + cover, False)):
+        source.write_text(mesh_text(sheets, [(i, i + k, i + k + 1) for i in range(0, len(sheets), 4) for k in (1, 2)]))
+        rows = render("--crossings")
+        pink = [[near(rows[y][x], (190, 60, 190), 100) for x in (80, 130)] for y in range(100)]
+        check(any(right for _, right in pink) and any(l for l, _ in pink) == left, "crossings", left)
+
+
+def test_visible_and_pick(folder):
+    """The point under a pixel by the rule of three; a cube within another is not seen."""
+    source, out = folder / "in.mesh", folder / "out.mesh"
+    source.write_text(sheet(7, lambda i, j: (j, i, 5)))
+    view = ["--view", "0,0,1", "--size", "300x200"]
+    for x, y in ((150, 100), (60, 10), (239, 190), (101, 57)):
+        found = facts("pick", source, x, y, *view)
+        wanted = (0.5 + (x + 0.5 - 150) / 184, 0.5 - (y + 0.5 - 100) / 184, 5)
+        check(found["hit"] and math.dist(found["point"], wanted) < 1e-5, (x, y), found, wanted)
+        vertices, triangles = read_mesh(source)
+        same(tuple(found["corners"]), triangles[found["triangle"]])
+        mean = [sum(w * vertices[v][k] for w, v in zip(found["weights"], found["corners"])) for k in range(3)]
+        check(min(found["weights"]) >= -1e-6 and math.dist(mean, wanted) < 1e-5, (x, y), found)
+    same(facts("pick", source, 50, 100, *view)["hit"], False)
+
+    cubes = [tuple(size * (c - 0.5) for c in p) for size in (1, 3) for p in CUBE_CORNERS]
+    faces = [tuple(v + first for v in face) for first in (0, 8) for face in CUBE_FACES]
+    source.write_text(mesh_text(cubes, faces))
+    same(facts("visible", source, "-o", out)["triangles"], 12)
+    same(sorted(read_mesh(out)[0]), sorted(cubes[8:]))
+    inside = ["--select", "120 70 180 130", *view]  # one piece alone is kept
+    same(facts("visible", source, "-o", out, *inside)["selectedTriangles"], 12)
+    same(sorted(read_mesh(out)[0]), sorted(cubes[:8]))
+    for pattern, *args in (
+            ("begins there", "visible", source, "-o", out, "--select", "1 1 2 2"),
+            ("takes 4 numbers, not 3", "visible", source, "-o", out, "--select", "1 1 2"),
+            ("not in the picture", "pick", source, 1000, 0), ("no direction", "pick", source, 0, 0, "--up", "0,0,0"),
+            ("no size like", "render", source, "-o", folder / "out.png", "--size", "9"),
+            ("must be from 16", "render", source, "-o", folder / "out.png", "--size", "8000x8000"),
+            ("takes 3 numbers", "render", source, "-o", folder / "out.png", "--view", "1,2"),
+            ("can be written", "render", source, "-o", folder / "out.jpg"),
+            ("is a mesh that is read", "render", source, "-o", folder / "out.png", "--distance", folder / "out.png"),
+            ("No such file", "render", source, "-o", folder / "out.png", "--distance", folder / "none.ply")):
+        if "out.png" in map(lambda a: getattr(a, "name", ""), args[5:]):
+            (folder / "out.png").write_text("precious")
+        check_refused(pattern, *args)
+    same((folder / "out.png").read_text(), "precious")
+    source.write_text(mesh_text([(1, 1, 1)] * 3, [(0, 1, 2)]))
+    check_refused("nothing to see", "render", source, "-o", folder / "out.png")
+
 
 def test_rays(folder):
     """Rays through the box of a cube all hit it; the share of a picture that a ball fills, however

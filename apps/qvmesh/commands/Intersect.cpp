@@ -1,22 +1,20 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cmath>
 #include <deque>
 
-#include "qvGeom/editing/GeomVertexWeld.h"
-#include "qvGeom/foundation/geometry/BitVector.h"
 #include "qvGeom/foundation/geometry/CompactMesh.h"
 #include "qvGeom/foundation/linear/Linear.h"
 #include "qvGeom/spatial/GeomIntersect.h"
 
 #include "qvmesh/Command.h"
+#include "qvmesh/Crossings.h"
 #include "qvmesh/Failure.h"
 #include "qvmesh/Job.h"
 #include "qvmesh/MeshFile.h"
+#include "qvmesh/NumberList.h"
 #include "qvmesh/OutputFile.h"
 #include "qvmesh/SearchTree.h"
 #include "qvmesh/formats/Formats.h"
-#include "qvmesh/formats/ParseNumber.h"
 
 namespace qvmesh {
 namespace {
@@ -24,25 +22,11 @@ namespace {
 using qvGeom::CompactMesh;
 using Records = std::deque<qvGeom::MeshIntersectPair>;
 
-std::vector<double> toNumbers(std::string_view text) {
-    constexpr std::string_view kSeparators = " \t\r\n,";
-    std::vector<double> numbers;
-    while (true) {
-        text.remove_prefix(std::min(text.find_first_not_of(kSeparators), text.size()));
-        if (text.empty())
-            return numbers;
-        const std::string word(text.substr(0, text.find_first_of(kSeparators)));
-        if (!takeNumber(text, numbers.emplace_back()) || !std::isfinite(numbers.back()) ||
-            (!text.empty() && kSeparators.find(text.front()) == kSeparators.npos))
-            throw Failure("--transform: '" + word + "' is no number");
-    }
-}
-
 /// The map that the text stands for: a shift, or the rows of a matrix of three or four rows by four
 /// columns that maps columns (x, y, z, 1). Throws Failure.
 qvLinear::AffineMatrix toTransform(const std::string& text) {
     constexpr double kLastRow[] = {0, 0, 0, 1};
-    const std::vector<double> numbers = toNumbers(text);
+    const std::vector<double> numbers = toNumbers("--transform", text);
     const std::size_t count = numbers.size();
     const bool isMatrix = count == 12 || count == 16;
     if (count != 3 && !isMatrix)
@@ -56,54 +40,6 @@ qvLinear::AffineMatrix toTransform(const std::string& text) {
         map.m[3][row] = isMatrix ? numbers[4 * row + 3] : numbers[row];
     }
     return map;
-}
-
-/// Triangles that have corners at the same place are neighbours, in a soup as well.
-void weldPositions(CompactMesh& mesh, Job& job, double share) {
-    job.stage("weld", share, [&](qvUtil::Progress& progress) {
-        mesh.deleteNormals();
-        mesh.deleteUVs();
-        qvGeom::meshCompact(mesh, progress);
-    });
-}
-
-int countTriangles(const CompactMesh& mesh, const Records& records) {
-    qvGeom::BitVector crossing(mesh.getNumTriangles());
-    for (const qvGeom::MeshIntersectPair& record : records)
-        crossing.set(record.first.triangle);
-    return crossing.numSetBits();
-}
-
-/// What was found, in the space of the first mesh.
-struct Crossings {
-    std::vector<Segment> segments;
-    double length = 0; // of all segments
-    int numTriangles = 0;
-    int numOtherTriangles = -1; // none when a mesh crosses itself
-
-    /// Takes one segment of each `stride` records.
-    Crossings(const CompactMesh& mesh, const Records& records, std::size_t stride) {
-        for (std::size_t i = 0; i < records.size(); i += stride) {
-            const auto at = [&](const qvGeom::MeshCoord& end) {
-                return end.evaluate(mesh.getVertices(), mesh.getTriangles());
-            };
-            const qvLinear::Point ends[] = {at(records[i].first), at(records[i].second)};
-            length += qvLinear::distance(ends[0], ends[1]);
-            segments.push_back({qvLinear::narrow(ends[0]), qvLinear::narrow(ends[1])});
-        }
-        numTriangles = countTriangles(mesh, records);
-    }
-};
-
-Facts describe(const Crossings& crossings) {
-    Facts facts = {countFact("crossingPairs", "crossing pairs", std::ssize(crossings.segments)),
-                   countFact("crossingTriangles", "triangles that cross", crossings.numTriangles),
-                   realFact("length", "length of the segments", crossings.length)};
-    if (crossings.numOtherTriangles >= 0)
-        facts.insert(facts.begin() + 2,
-                     countFact("otherCrossingTriangles", "triangles of the other",
-                               crossings.numOtherTriangles));
-    return facts;
 }
 
 class Intersect final : public Command {
@@ -137,7 +73,7 @@ public:
         CompactMesh mesh;
         input_.read(job, 0.2, mesh);
         const Crossings found =
-            other_.path().empty() ? crossItself(mesh, job) : crossOther(mesh, transform, job);
+            other_.path().empty() ? crossItself(mesh, job, 0.7) : crossOther(mesh, transform, job);
         job.report().add(describe(found));
         output_.write(job, 0.1, [&](const OutputFile& file) {
             file.write(output_.extension() == "obj" ? writeObjSegments(found.segments)
@@ -146,18 +82,7 @@ public:
     }
 
 private:
-    /// Both take 0.7 of the whole.
-    static Crossings crossItself(CompactMesh& mesh, Job& job) {
-        weldPositions(mesh, job, 0.1);
-        const SearchTree tree(mesh, job, 0.1);
-        Records records;
-        job.stage("intersect", 0.5, [&](qvUtil::Progress& progress) {
-            qvGeom::MeshIntersect(mesh, tree.octree(), tree.tris())
-                .selfIntersect(progress, records);
-        });
-        return Crossings(mesh, records, 2);
-    }
-
+    /// Takes 0.7 of the whole.
     Crossings crossOther(const CompactMesh& mesh, const qvLinear::AffineMatrix& transform,
                          Job& job) const {
         CompactMesh other;
@@ -172,7 +97,7 @@ private:
                            records, otherRecords);
         });
         Crossings found(mesh, records, 1);
-        found.numOtherTriangles = countTriangles(other, otherRecords);
+        found.numOtherTriangles = trianglesOf(other, otherRecords).numSetBits();
         return found;
     }
 

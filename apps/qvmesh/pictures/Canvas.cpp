@@ -27,16 +27,17 @@ constexpr Glyph kGlyphs[] = {
     {'7', "004016"},
     {'8', "103041423313020110 1304051636454433"},
     {'9', "0516364541301001021343"},
-    {'.', "1616"},
+    {'.', "0606"},
     {'-', "0343"},
     {'+', "0343 2125"},
     {'/', "0640"},
     {'e', "04444332120305163645"},
 };
 
-constexpr double kGridRows = 6;    // spaces between the rows of the grid
-constexpr double kGridAdvance = 6; // from sign to sign, in columns
-constexpr double kStroke = 0.9;    // the width of a line, in columns
+constexpr double kGridRows = 6; // spaces between the rows of the grid
+constexpr double kAdvance = 6;  // from sign to sign, in columns
+constexpr double kPointAdvance = 2.5;
+constexpr double kStroke = 0.9; // the width of a line, in columns
 
 const char* strokesOf(char sign) {
     for (const Glyph& glyph : kGlyphs) {
@@ -47,6 +48,13 @@ const char* strokesOf(char sign) {
 }
 
 } // namespace
+
+double opacityInNet(double length) {
+    constexpr double kShort = 3; // pixels
+    constexpr double kLong = 15;
+    constexpr double kMostOpaque = 0.6;
+    return kMostOpaque * std::clamp((length - kShort) / (kLong - kShort), 0.0, 1.0);
+}
 
 Canvas::Canvas(int width, int height, Colour background)
     : width_(width),
@@ -84,24 +92,27 @@ void Canvas::drawLine(const Point2& from, const Point2& to, double width, Colour
              [&](int x, int y, double) { at(x, y) = mix(at(x, y), colour, opacity); });
 }
 
+void Canvas::drawThinLine(const Point2& from, const Point2& to, Colour colour) {
+    const double opacity = opacityInNet(std::hypot(to.x - from.x, to.y - from.y));
+    if (opacity > 0)
+        drawLine(from, to, kThin, colour, opacity);
+}
+
 void Canvas::drawText(const Point2& corner, double height, std::string_view text, Colour colour) {
     const double scale = height / kGridRows;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const double left = corner.x + static_cast<double>(i) * kGridAdvance * scale;
+    double left = corner.x;
+    for (const char sign : text) {
         const auto place = [&](const char* at) {
             return Point2{left + scale * (at[0] - '0'), corner.y + scale * (at[1] - '0')};
         };
-        for (const char* at = strokesOf(text[i]); at[0] && at[1]; at += 2) {
+        for (const char* at = strokesOf(sign); at[0] && at[1]; at += 2) {
             if (at[2] == ' ')
                 ++at;
             else if (at[2] && at[3])
                 drawLine(place(at), place(at + 2), kStroke * scale, colour);
         }
+        left += scale * (sign == '.' ? kPointAdvance : kAdvance);
     }
-}
-
-double Canvas::textWidth(double height, std::string_view text) {
-    return static_cast<double>(text.size()) * kGridAdvance * height / kGridRows;
 }
 
 Image Canvas::reduced() const {

@@ -45,11 +45,16 @@ void walkLine(qvLinear::Point2 from, qvLinear::Point2 to, double width, int colu
     }
 }
 
+/// How a line of so many pixels is drawn that is one of a net: short ones are so many that they
+/// would hide what is under them.
+double opacityInNet(double length);
+
 /// A picture drawn finer than it becomes, so that edges come out clean. Places are in pixels of the
 /// result, from its upper left corner.
 class Canvas {
 public:
     static constexpr int kFineness = 3; // fine pixels along each side of one of the result
+    static constexpr double kThin = 0.7;
 
     Canvas(int width, int height, Colour background);
 
@@ -74,11 +79,12 @@ public:
     /// An opacity below 1 lets shine through what was there.
     void drawLine(const qvLinear::Point2& from, const qvLinear::Point2& to, double width,
                   Colour colour, double opacity = 1);
+    /// Draws a line of a net, as thin as can be.
+    void drawThinLine(const qvLinear::Point2& from, const qvLinear::Point2& to, Colour colour);
     /// Writes digits, points, signs, 'e' and blanks, the first from `corner`, its upper left, on;
     /// other signs stay blank.
     void drawText(const qvLinear::Point2& corner, double height, std::string_view text,
                   Colour colour);
-    static double textWidth(double height, std::string_view text);
 
     /// The picture as it has become.
     Image reduced() const;

@@ -7,8 +7,8 @@
 namespace qvmesh {
 
 const ColourRamp& sequentialRamp() {
-    static const ColourRamp ramp = {{45, 60, 130},  {38, 115, 150}, {60, 160, 140}, {150, 200, 100},
-                                    {250, 205, 80}, {245, 125, 55}, {190, 30, 45}};
+    static const ColourRamp ramp = {{84, 118, 200}, {66, 160, 196}, {92, 192, 160}, {176, 214, 112},
+                                    {252, 214, 92}, {246, 140, 62}, {204, 40, 50}};
     return ramp;
 }
 

@@ -16,7 +16,7 @@ class Canvas;
 /// Colours for the numbers from 0 to 1, mixed from a row of them at equal distances.
 using ColourRamp = std::vector<Colour>;
 
-/// From dark to light through ever warmer colours.
+/// From blue through green and yellow to red.
 const ColourRamp& sequentialRamp();
 /// From blue through near white to red, for what may be too small or too large.
 const ColourRamp& divergingRamp();

@@ -7,6 +7,7 @@
 #include "qvGeom/foundation/linear/Point2.h"
 
 #include "qvmesh/LayoutFacts.h"
+#include "qvmesh/MeshEdges.h"
 #include "qvmesh/pictures/Canvas.h"
 #include "qvmesh/pictures/ColourScale.h"
 
@@ -26,33 +27,6 @@ constexpr double kScaleWidth = 100;
 
 constexpr int kPictureSize = static_cast<int>(kSide + 2 * kMargin);
 
-struct Edge {
-    int from, to; // from the lower to the higher vertex
-    bool isBorder = true;
-};
-
-/// Every edge once.
-std::vector<Edge> edgesOf(const CompactMesh& mesh) {
-    std::vector<Edge> edges;
-    for (int i = 0; i < 3 * mesh.getNumTriangles(); ++i) {
-        const qvGeom::MeshTriangle& triangle = mesh.getTriangles()[i / 3];
-        const auto [from, to] = std::minmax({triangle[i % 3], triangle[(i + 1) % 3]});
-        edges.push_back({from, to});
-    }
-    const auto ends = [](const Edge& edge) { return std::pair(edge.from, edge.to); };
-    std::sort(edges.begin(), edges.end(),
-              [&](const Edge& a, const Edge& b) { return ends(a) < ends(b); });
-    std::size_t count = 0;
-    for (const Edge& edge : edges) {
-        if (count > 0 && ends(edges[count - 1]) == ends(edge))
-            edges[count - 1].isBorder = false;
-        else
-            edges[count++] = edge;
-    }
-    edges.resize(count);
-    return edges;
-}
-
 /// Puts the layout on a canvas.
 class LayoutPainter {
 public:
@@ -64,12 +38,12 @@ public:
             canvas_.fillTriangle(place(triangle[0]), place(triangle[1]), place(triangle[2]),
                                  colourOf(t));
         }
-        const std::vector<Edge> edges = edgesOf(mesh_);
-        for (const Edge& edge : edges) {
+        const std::vector<MeshEdge> edges = edgesOf(mesh_);
+        for (const MeshEdge& edge : edges) {
             if (!edge.isBorder)
-                drawThin(place(edge.from), place(edge.to));
+                canvas_.drawThinLine(place(edge.from), place(edge.to), kInk);
         }
-        for (const Edge& edge : edges) {
+        for (const MeshEdge& edge : edges) {
             if (edge.isBorder)
                 canvas_.drawLine(place(edge.from), place(edge.to), 2, kInk);
         }
@@ -80,19 +54,6 @@ private:
         const qvGeom::MeshUV& uv = mesh_.getUVs()[vertex];
         return {kMargin + kSide * static_cast<double>(uv.u),
                 kMargin + kSide * (1 - static_cast<double>(uv.v))};
-    }
-
-    /// Short edges are so many that they would hide what is under them.
-    void drawThin(const Point2& from, const Point2& to) {
-        constexpr double kShort = 3; // pixels
-        constexpr double kLong = 15;
-        constexpr double kWidth = 0.7;
-        constexpr double kMostOpaque = 0.6;
-        const double length = std::hypot(to.x - from.x, to.y - from.y);
-        const double opacity =
-            kMostOpaque * std::clamp((length - kShort) / (kLong - kShort), 0.0, 1.0);
-        if (opacity > 0)
-            canvas_.drawLine(from, to, kWidth, kInk, opacity);
     }
 
     const CompactMesh& mesh_;
