@@ -89,8 +89,8 @@ bool isAnySet(const LaneMask& mask) { return ((mask[0] | mask[1]) | (mask[2] | m
 /// Returns the first m of [first, last) that may be better than `best`, or `last`. A candidate is
 /// no flatter than its parts, and no smaller than its parts are without its own area or with it:
 /// rounding keeps the order of sums. So nothing is passed over that a full comparison would take.
-[[gnu::target_clones("default", "avx2")]] int
-firstThatMayBeat(const Candidates& c, int first, int last, const triangleWeight& best) {
+[[gnu::always_inline]] inline int findThatMayBeat(const Candidates& c, int first, int last,
+                                                  const triangleWeight& best) {
     const Vector base = c.start - c.end;
     for (int m = first; m < last; m += kLanes) {
         if (last - c.least < kLanes) // too few to look at together
@@ -126,6 +126,29 @@ firstThatMayBeat(const Candidates& c, int first, int last, const triangleWeight&
         }
     }
     return last;
+}
+
+[[gnu::flatten]] int firstByAnyProcessor(const Candidates& c, int first, int last,
+                                         const triangleWeight& best) {
+    return findThatMayBeat(c, first, last, best);
+}
+
+#if defined(__x86_64__)
+
+[[gnu::target("avx2"), gnu::flatten]] int firstByAvx2(const Candidates& c, int first, int last,
+                                                      const triangleWeight& best) {
+    return findThatMayBeat(c, first, last, best);
+}
+
+#endif
+
+// Chosen here and not by the loader, whose choice comes before the thread sanitizer is ready.
+int firstThatMayBeat(const Candidates& c, int first, int last, const triangleWeight& best) {
+#if defined(__x86_64__)
+    if (__builtin_cpu_supports("avx2"))
+        return firstByAvx2(c, first, last, best);
+#endif
+    return firstByAnyProcessor(c, first, last, best);
 }
 
 /// The best triangulation of every part i..j of a loop, i < j.
