@@ -12,7 +12,6 @@ namespace qvGeom {
 
 using qvLinear::Normal;
 using qvLinear::Point;
-using qvLinear::Vector;
 
 namespace {
 

@@ -500,10 +500,10 @@ void reparameterizeMesh::setupTriangle(const Problem& problem, const triIndices&
     const double cotL = dot(pi - pl, pj - pl) / crossL;
     const double cotJ = dot(pi - pj, pl - pj) / crossJ;
 
-    SparseMatrix& A = solver.A();
+    SparseMatrix& matrix = solver.A();
     const int r = 2 * problem.freeIndex[i];
-    A.addToElement(r, r, cotL + cotJ);
-    A.addToElement(r + 1, r + 1, cotL + cotJ);
+    matrix.addToElement(r, r, cotL + cotJ);
+    matrix.addToElement(r + 1, r + 1, cotL + cotJ);
     // `turn` is 1 for the corner after the first one, -1 for the one before it.
     const auto addCorner = [&](int corner, double cot, double turn) {
         const double u = problem.rotated[corner].x;
@@ -516,11 +516,11 @@ void reparameterizeMesh::setupTriangle(const Problem& problem, const triIndices&
         const int c = 2 * problem.freeIndex[corner];
         const bool hasWeight = std::abs(cot) >= qvLinear::epsilonTol;
         if (hasWeight)
-            A.addToElement(r, c, -cot);
-        A.addToElement(r, c + 1, -turn);
-        A.addToElement(r + 1, c, turn);
+            matrix.addToElement(r, c, -cot);
+        matrix.addToElement(r, c + 1, -turn);
+        matrix.addToElement(r + 1, c, turn);
         if (hasWeight)
-            A.addToElement(r + 1, c + 1, -cot);
+            matrix.addToElement(r + 1, c + 1, -cot);
     };
     addCorner(j, cotL, 1.0);
     addCorner(l, cotJ, -1.0);

@@ -18,7 +18,7 @@ public:
         pairs_.clear();
         columns_.clear();
         values_.clear();
-        pairs_.reserve(static_cast<std::size_t>(numRows_ / 2 + 2));
+        pairs_.reserve(static_cast<std::size_t>(numRows_) / 2 + 2);
         for (int i = 0; i < numRows_; i += 2) {
             const int first = end();
             append(matrix.row(i));
