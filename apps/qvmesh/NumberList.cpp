@@ -18,7 +18,7 @@ std::vector<double> toNumbers(const std::string& option, std::string_view text) 
         const std::string word(text.substr(0, text.find_first_of(kSeparators)));
         if (!takeNumber(text, numbers.emplace_back()) || !std::isfinite(numbers.back()) ||
             (!text.empty() && kSeparators.find(text.front()) == kSeparators.npos))
-            throw Failure(option + ": '" + word + "' is no number");
+            throw Failure(std::string(option).append(": '").append(word).append("' is no number"));
     }
 }
 

@@ -119,6 +119,7 @@ private:
 
 /// Removes vertices in iterations, in each of them some of the flattest that are not neighbours,
 /// chunk by chunk. What to remove and when to stop is left to the derived classes.
+// NOLINTNEXTLINE(cppcoreguidelines-special-member-functions): never destroyed through a base
 class MeshReduceBase : public detail::RemovalTest {
 public:
     explicit MeshReduceBase(CompactMesh& mesh)

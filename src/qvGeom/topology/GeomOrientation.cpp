@@ -55,6 +55,7 @@ private:
         int end;
         int triangle;
 
+        // NOLINTNEXTLINE(modernize-use-nullptr): it sees the comparison with 0 inside
         auto operator<=>(const OutgoingEdge&) const = default;
     };
 
@@ -313,6 +314,7 @@ bool MeshOrient::computeOrientation(bool& flipped) {
     return true;
 }
 
+// NOLINTNEXTLINE(readability-function-cognitive-complexity): one walk, whose parts share the queue
 bool MeshOrient::search(bool& flipped, int seed) {
     constexpr std::ptrdiff_t kLookAhead = 8;
     visited_.resize(mesh_->getNumTriangles());
