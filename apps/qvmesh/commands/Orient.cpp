@@ -98,6 +98,7 @@ using Component = ComponentOrienter::Component;
 
 std::vector<Facts> describe(const std::vector<Component>& components) {
     std::vector<Facts> rows;
+    rows.reserve(components.size());
     for (const auto& [triangles, numFlipped, isOriented] : components) {
         rows.push_back({countFact("firstTriangle", "first triangle", triangles.front()),
                         countFact("triangles", "triangles", std::ssize(triangles)),

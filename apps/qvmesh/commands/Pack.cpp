@@ -154,6 +154,7 @@ private:
         const double margin = margin_ * std::sqrt(area);
 
         std::vector<Range2d> places;
+        places.reserve(charts.size());
         for (const Chart& chart : charts) {
             places.push_back({0, 0, chart.scale * chart.extent.width() + 2 * margin,
                               chart.scale * chart.extent.height() + 2 * margin});
