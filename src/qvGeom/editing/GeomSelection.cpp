@@ -22,8 +22,6 @@ using qvLinear::Point;
 using qvLinear::ProjMatrix;
 using qvLinear::ProjMatrixFlt;
 
-constexpr int kFewVertices = 9999; // not worth a hand-over to other threads
-
 /// The bits of a filter over `count` elements: all of them for one of size 0.
 BitVector selectedBits(const BitVector& filter, int count) {
     BitVector bits = filter;
@@ -368,10 +366,7 @@ void MeshSelect::selectVertices(const ProjMatrix& projection, const std::vector<
     BitVector& selected = getSelectedVertices();
 
     LassoAlg alg(numVertices, vertices_, projection, polygon);
-    qvUtil::ThreadPool& pool = numVertices <= kFewVertices
-                                   ? qvUtil::ThreadPool::getSingleThreadedPool()
-                                   : qvUtil::ThreadPool::get();
-    pool.run(alg);
+    qvUtil::ThreadPool::getFor(numVertices).run(alg);
     alg.selectFound(selected);
 
     debugChannel().print("  selected vertices(%d): %f s\n", selected.numSetBits(), watch.clear());

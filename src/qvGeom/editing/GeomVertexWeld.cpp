@@ -19,7 +19,6 @@ namespace {
 
 constexpr double kSortShare = 0.8;
 constexpr double kRenumberShare = 0.2;
-constexpr int kFewVertices = 9999; // not worth a hand-over to other threads
 
 /// Runs a function over slices of a range.
 template <class Work>
@@ -45,10 +44,9 @@ void onSlices(qvUtil::ThreadPool& pool, int count, const Work& work) {
 }
 
 qvUtil::ThreadPool& poolFor(int numVertices) {
-    qvUtil::ThreadPool& shared = qvUtil::ThreadPool::get();
-    const bool pays = numVertices > kFewVertices;
-    const bool canName = detail::GroupNames(shared.getNumThreads()).suffice(numVertices);
-    return pays && canName ? shared : qvUtil::ThreadPool::getSingleThreadedPool();
+    qvUtil::ThreadPool& pool = qvUtil::ThreadPool::getFor(numVertices);
+    const bool canName = detail::GroupNames(pool.getNumThreads()).suffice(numVertices);
+    return canName ? pool : qvUtil::ThreadPool::getSingleThreadedPool();
 }
 
 bool hasNormalsInKey(const CompactMesh& mesh) {

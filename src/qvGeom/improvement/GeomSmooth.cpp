@@ -36,14 +36,14 @@ Point pointOf(const MeshVertex& v) { return {v.x, v.y, v.z}; }
 /// The mean of the neighbours.
 class LaplacianMover {
 public:
-    // So many vertices take a few milliseconds at most: less is not worth a hand-over to other
-    // threads, and more would keep a wish to stop waiting.
+    // So many vertices take a few milliseconds at most: more would keep a wish to stop waiting.
     static constexpr int kBatch = 64 * kCheckpointStride;
-    static constexpr int kFew = 9999;
 
     LaplacianMover(const CompactMesh& mesh, const MeshAdjVertices& adjVertices)
         : vertices_(mesh.getVertices()),
           adjVertices_(&adjVertices) {}
+
+    static qvUtil::ThreadPool& poolFor(int count) { return qvUtil::ThreadPool::getFor(count); }
 
     MeshVertex positionOf(int v) const {
         const int* const neighbours = adjVertices_->getVertices(v);
@@ -69,7 +69,6 @@ private:
 class alignas(64) BilateralMover {
 public:
     static constexpr int kBatch = kCheckpointStride; // of which each may take long
-    static constexpr int kFew = 0;
 
     BilateralMover(const CompactMesh& mesh, const MeshAdjVertices& adjVertices, double sigma)
         : vertices_(mesh.getVertices()),
@@ -84,6 +83,8 @@ public:
         distances2_.reserve(kExpected);
         heights_.reserve(kExpected);
     }
+
+    static qvUtil::ThreadPool& poolFor(int) { return qvUtil::ThreadPool::get(); }
 
     MeshVertex positionOf(int v) {
         const MeshNormal& n = normals_[v];
@@ -249,10 +250,7 @@ public:
     void runBatch(int first) {
         first_ = first;
         count_ = std::min(moved_.count() - first, Mover::kBatch);
-        qvUtil::ThreadPool& pool = count_ <= Mover::kFew
-                                       ? qvUtil::ThreadPool::getSingleThreadedPool()
-                                       : qvUtil::ThreadPool::get();
-        pool.run(*this);
+        Mover::poolFor(count_).run(*this);
     }
 
     void initialize(int numThreads) override {

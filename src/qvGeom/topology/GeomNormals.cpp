@@ -18,8 +18,6 @@ namespace {
 using qvLinear::Point;
 using qvLinear::Vector;
 
-constexpr int kFewVertices = 9999; // not worth a hand-over to other threads
-
 /// Sums up the triangles around each vertex in the order of the table, so that the rounding is the
 /// same on any number of threads.
 class NormalsAlg final : public qvUtil::ThreadedAlg {
@@ -65,10 +63,7 @@ void meshComputeNormals(CompactMesh& mesh, const MeshAdjTris& adjTris) {
     if (mesh.getNumVertices() == 0)
         return;
     NormalsAlg alg(mesh, adjTris, mesh.allocNormalArray());
-    qvUtil::ThreadPool& pool = mesh.getNumVertices() <= kFewVertices
-                                   ? qvUtil::ThreadPool::getSingleThreadedPool()
-                                   : qvUtil::ThreadPool::get();
-    pool.run(alg);
+    qvUtil::ThreadPool::getFor(mesh.getNumVertices()).run(alg);
     mesh.setNormalsComputed(true);
 
     MeshModification notice(&mesh, MeshModification::Attributes);

@@ -17,13 +17,6 @@
 namespace qvGeom {
 namespace {
 
-/// The shared pool where that many items are worth handing over.
-qvUtil::ThreadPool& poolFor(int items) {
-    constexpr int kFewItems = 9999;
-    return items <= kFewItems ? qvUtil::ThreadPool::getSingleThreadedPool()
-                              : qvUtil::ThreadPool::get();
-}
-
 /// Looks for two triangles that run an edge in the same direction. Both have it among those that
 /// leave the vertex where it starts, so that each vertex can be looked at by itself.
 class OrientedAlg final : public qvUtil::ThreadedAlg {
@@ -127,7 +120,7 @@ private:
 template <class T, class Work>
 void forEach(T* elements, int count, const Work& work) {
     EachAlg<T, Work> alg(elements, count, work);
-    poolFor(count).run(alg);
+    qvUtil::ThreadPool::getFor(count).run(alg);
 }
 
 void reverse(MeshTriangle& triangle) { std::swap(triangle[0], triangle[1]); }
@@ -185,7 +178,7 @@ bool meshOriented(const CompactMesh& mesh, const MeshAdjTris& adjTris) {
     if (mesh.getNumTriangles() == 0)
         return true;
     OrientedAlg alg(mesh, adjTris);
-    poolFor(mesh.getNumVertices()).run(alg);
+    qvUtil::ThreadPool::getFor(mesh.getNumVertices()).run(alg);
     return alg.result();
 }
 

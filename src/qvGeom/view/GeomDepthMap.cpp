@@ -37,13 +37,6 @@ using qvLinear::Range2d;
 
 namespace {
 
-constexpr int kFew = 9999; // vertices or triangles, not worth a hand-over to other threads
-
-/// The pool for a job of `count` items.
-qvUtil::ThreadPool& poolFor(int count) {
-    return count > kFew ? qvUtil::ThreadPool::get() : qvUtil::ThreadPool::getSingleThreadedPool();
-}
-
 /// A point of the map, whose pixels are the unit square, and its depth.
 struct MapPoint {
     float x, y, depth;
@@ -541,14 +534,14 @@ private:
         if (vertices_.size() < numVertices)
             vertices_ = Array<MapVertex>(numVertices);
         ProjectToMapAlg projection(mesh, m, frame, vertices_.data());
-        poolFor(numVertices).run(projection);
+        qvUtil::ThreadPool::getFor(numVertices).run(projection);
     }
 
     bool draw(const CompactMesh& mesh) {
         const DrawingStyle style{grid, frame, polygonOffset, polygonOffsetFactor, nullptr};
         const Drawing drawing{style, mesh, vertices_.data(), clip};
         DrawAlg drawAlg(drawing, rows(), numPixels(), spares_);
-        qvUtil::ThreadPool& pool = poolFor(mesh.getNumTriangles());
+        qvUtil::ThreadPool& pool = qvUtil::ThreadPool::getFor(mesh.getNumTriangles());
         pool.run(drawAlg);
         if (drawAlg.getNumSlices() == 1)
             return drawAlg.found();
@@ -579,7 +572,7 @@ private:
         const DrawingStyle style{grid, frame, false, 0.0F, nullptr};
         const Drawing drawing{style, mesh, vertices_.data(), clip};
         CountAlg countAlg(drawing, rows());
-        poolFor(mesh.getNumTriangles()).run(countAlg);
+        qvUtil::ThreadPool::getFor(mesh.getNumTriangles()).run(countAlg);
         countAlg.getCounts(counts);
         return counts.front != 0 || counts.back != 0;
     }

@@ -12,23 +12,15 @@
 #include "qvGeom/foundation/linear/Convert.h"
 #include "qvGeom/foundation/linear/Line.h"
 #include "qvGeom/spatial/GeomRayTrace.h"
-#include "qvGeom/view/detail/Lanes.h"
+#include "qvGeom/view/detail/Projector.h"
 
 namespace qvGeom {
 
 using detail::Float4;
-using detail::splat;
 using qvLinear::Line;
 using qvLinear::ProjMatrixFlt;
 
 namespace {
-
-constexpr int kFew = 9999; // vertices or triangles, not worth a hand-over to other threads
-
-/// The pool for a job of `count` items.
-qvUtil::ThreadPool& poolFor(int count) {
-    return count > kFew ? qvUtil::ThreadPool::get() : qvUtil::ThreadPool::getSingleThreadedPool();
-}
 
 struct ScreenRect {
     float minX, minY, maxX, maxY;
@@ -39,7 +31,7 @@ class MeshProjectToScreen final : public qvUtil::ThreadedAlg {
 public:
     MeshProjectToScreen(const CompactMesh& mesh, const ProjMatrixFlt& m, const ScreenRect& rect)
         : mesh_(mesh),
-          m_(m),
+          project_(m),
           min_{rect.minX, rect.minY, -kInfinity, -kInfinity},
           max_{rect.maxX, rect.maxY, kInfinity, kInfinity},
           codes_(mesh.getNumVertices()) {}
@@ -47,12 +39,10 @@ public:
     void threadFunc(int thread, int numThreads) override {
         const MeshVertex* vertices = mesh_.getVertices();
         std::uint8_t* codes = codes_.data();
-        const Float4 rowX = detail::load(m_.m[0]), rowY = detail::load(m_.m[1]),
-                     rowZ = detail::load(m_.m[2]), origin = detail::load(m_.m[3]);
+        const detail::Projector project = project_; // a byte stored might change the member
         for (const int v : qvUtil::sliceOf(codes_.size(), thread, numThreads)) {
-            const auto& [x, y, z] = vertices[v];
-            const Float4 p = splat(x) * rowX + splat(y) * rowY + splat(z) * rowZ + origin;
-            const Float4 onScreen = p / splat(p[3]);
+            const Float4 p = project(&vertices[v].x);
+            const Float4 onScreen = p / detail::splat(p[3]);
             codes[v] = static_cast<std::uint8_t>(detail::bitsOf(onScreen < min_) |
                                                  detail::bitsOf(onScreen > max_) << 2);
         }
@@ -65,7 +55,7 @@ private:
     static constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
     const CompactMesh& mesh_;
-    const ProjMatrixFlt& m_;
+    detail::Projector project_;
     Float4 min_, max_; // of x and y; z and w are within
     Array<std::uint8_t> codes_;
 };
@@ -129,9 +119,9 @@ private:
 MeshCoord pick(const CompactMesh& mesh, const ProjMatrixFlt& m, const ScreenRect& rect,
                const Line& ray) {
     MeshProjectToScreen projection(mesh, m, rect);
-    poolFor(mesh.getNumVertices()).run(projection);
+    qvUtil::ThreadPool::getFor(mesh.getNumVertices()).run(projection);
     MeshClickIntersect intersection(mesh, projection.codes(), ray);
-    poolFor(mesh.getNumTriangles()).run(intersection);
+    qvUtil::ThreadPool::getFor(mesh.getNumTriangles()).run(intersection);
     return intersection.result();
 }
 

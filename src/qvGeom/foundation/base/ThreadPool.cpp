@@ -288,6 +288,11 @@ ThreadPool& ThreadPool::getSingleThreadedPool() {
     return *pool;
 }
 
+ThreadPool& ThreadPool::getFor(int items) {
+    constexpr int kFewItems = 9999;
+    return items > kFewItems ? get() : getSingleThreadedPool();
+}
+
 ThreadPool* ThreadPool::setShared(ThreadPool* pool) {
     ThreadPool* const previous = &get();
     hostPool.store(pool, std::memory_order_release);

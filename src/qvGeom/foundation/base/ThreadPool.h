@@ -33,6 +33,9 @@ public:
     /// A pool of the calling thread alone, for jobs too small to hand over.
     static ThreadPool& getSingleThreadedPool();
 
+    /// The one or the other for `items` small items, of which 9999 are not worth a hand-over.
+    static ThreadPool& getFor(int items);
+
     /// Makes `get` return a borrowed pool of the host, or with null the library's
     /// own again. Returns the pool that stood before. No run may be under way.
     static ThreadPool* setShared(ThreadPool* pool);
