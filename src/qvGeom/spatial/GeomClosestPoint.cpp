@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "qvGeom/foundation/geometry/CompactMesh.h"
+#include "qvGeom/foundation/geometry/Lanes.h"
 #include "qvGeom/foundation/geometry/MeshCoord.h"
 #include "qvGeom/foundation/geometry/Octree.h"
 #include "qvGeom/foundation/geometry/OctreeTris.h"
@@ -48,9 +49,6 @@ double largestCoordinate(const BoundingBox& box) {
 /// The search for one point: first in the leaf it lies in, which most often settles the matter,
 /// then in all nodes that may hold something closer, the nearest first.
 class ClosestPointSearch {
-    using Float4 = float __attribute__((vector_size(16)));
-    using Double2 = double __attribute__((vector_size(16)));
-
 public:
     ClosestPointSearch(MeshClosestPoint& closest, const Point& point)
         : vertices_(closest.mesh_->getVertices()),

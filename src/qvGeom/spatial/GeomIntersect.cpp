@@ -21,9 +21,7 @@
 
 namespace qvGeom {
 
-using detail::bitsOf;
 using detail::BlockComparison;
-using detail::Mask4;
 using detail::TriangleBlock;
 using detail::TriangleBlocks;
 using qvLinear::AffineMatrix;

@@ -83,8 +83,8 @@ bool testLeaf(const detail::RayTree& tree, const detail::RayBundle& leaf, const 
 /// The same, for four rays, the limits a ray a lane: `take(ray, triangle, hit)`.
 template <class Kernel, class Take>
 void testLeaf(const detail::RayTree& tree, const detail::RayBundle& leaf,
-              const typename Kernel::Packet& packet, const TracedRay rays[4],
-              const detail::Float4& limits, const float& limit, const Take& take) {
+              const typename Kernel::Packet& packet, const TracedRay rays[4], const Float4& limits,
+              const float& limit, const Take& take) {
     for (const detail::RayBundle* bundle = &leaf;; ++bundle) {
         alignas(32) float enter[8];
         unsigned groups = packet.boxesMet(bundle->boxes, limit, enter);
@@ -376,7 +376,7 @@ private:
     template <class Kernel>
     void traceTogether(const TracedRay rays[4], bool cull, Outcome& outcome) {
         const typename Kernel::Packet packet(rays[0].ray, rays[1].ray, rays[2].ray, rays[3].ray);
-        detail::Float4 limits = detail::splat(detail::kInfinity);
+        Float4 limits = splat(detail::kInfinity);
         float limit = detail::kInfinity;
         tree_.walk(packet, limit, [&](const detail::RayBundle& leaf) {
             const auto takeFor = [&](int r, int triangle, const detail::RayHit& hit) {

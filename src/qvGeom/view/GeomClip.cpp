@@ -18,7 +18,6 @@
 
 namespace qvGeom {
 
-using detail::Float4;
 using detail::outcodeOf;
 using detail::Projector;
 using detail::TriangleWalk;
@@ -175,7 +174,7 @@ int Clip::projectVertices(const float* xyz, int n, const ProjMatrixFlt& m, std::
     for (int i = 0; i < n; ++i, ++vertex, xyz += 3) {
         const Float4 p = project(xyz);
         const int outcode = outcodeOf(p);
-        detail::store(&vertex->x, p);
+        store(&vertex->x, p);
         vertex->outcode = outcode;
         common &= outcode;
         anyInside |= outcode == 0;

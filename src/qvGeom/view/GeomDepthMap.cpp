@@ -16,19 +16,16 @@
 #include "qvGeom/foundation/base/ThreadedAlg.h"
 #include "qvGeom/foundation/geometry/Array.h"
 #include "qvGeom/foundation/geometry/CompactMesh.h"
+#include "qvGeom/foundation/geometry/Lanes.h"
 #include "qvGeom/foundation/linear/Convert.h"
 #include "qvGeom/foundation/linear/Range.h"
-#include "qvGeom/view/detail/Lanes.h"
 #include "qvGeom/view/detail/Projector.h"
 #include "qvGeom/view/detail/TriangleScan.h"
 #include "qvGeom/view/detail/TriangleWalk.h"
 
 namespace qvGeom {
 
-using detail::Float4;
-using detail::Mask4;
 using detail::PixelGroup;
-using detail::splat;
 using qvLinear::HPoint;
 using qvLinear::narrow;
 using qvLinear::ProjMatrix;
@@ -82,7 +79,7 @@ public:
             const Float4 normalised = p / splat(p[3]);
             const Float4 placed = MapFrame::place(normalised, scale_, origin_);
             MapVertex& to = projected_[v];
-            detail::store(&to.x, p);
+            store(&to.x, p);
             to.onMap = {placed[0], placed[1], normalised[2]};
             to.outcode = detail::outcodeOf(p);
         }
@@ -94,8 +91,6 @@ private:
     Float4 scale_, origin_;
     MapVertex* projected_;
 };
-
-Float4 select(Mask4 mask, Float4 yes, Float4 no) { return mask ? yes : no; }
 
 /// The next float towards the largest one, as nextafterf() gives it.
 Float4 nextFarther(Float4 z) {
@@ -225,10 +220,10 @@ public:
     void take(const PixelGroup& group, Float4 z, bool) {
         float* const first = rows_.at(group.x, group.y);
         if (group.columns == 4 && group.lanes == kAllLanes) {
-            const Float4 stored = detail::load(first);
+            const Float4 stored = load(first);
             const Mask4 passed = passes(stored, z);
-            detail::store(first, select(passed, z, stored));
-            found_ |= detail::bitsOf(passed);
+            store(first, select(passed, z, stored));
+            found_ |= bitsOf(passed);
         } else if (group.columns == 2 && group.x < grid_.maxX && group.y < grid_.maxY) {
             // All four are written back: how many there are is anybody's guess.
             float* const second = first + rows_.width;
@@ -237,11 +232,11 @@ public:
             const Float4 nearest = select(passed, z, stored);
             std::memcpy(first, &nearest, 2 * sizeof(float));
             std::memcpy(second, reinterpret_cast<const float*>(&nearest) + 2, 2 * sizeof(float));
-            found_ |= detail::bitsOf(passed);
+            found_ |= bitsOf(passed);
         } else {
             group.forEach([&](int k, int x, int y) {
                 float& stored = *rows_.at(x, y);
-                const unsigned passed = detail::bitsOf(passes(splat(stored), z)) >> k & 1U;
+                const unsigned passed = bitsOf(passes(splat(stored), z)) >> k & 1U;
                 stored = passed != 0 ? z[k] : stored;
                 found_ |= passed;
             });

@@ -16,7 +16,6 @@
 
 namespace qvGeom {
 
-using detail::Float4;
 using qvLinear::Line;
 using qvLinear::ProjMatrixFlt;
 
@@ -42,9 +41,9 @@ public:
         const detail::Projector project = project_; // a byte stored might change the member
         for (const int v : qvUtil::sliceOf(codes_.size(), thread, numThreads)) {
             const Float4 p = project(&vertices[v].x);
-            const Float4 onScreen = p / detail::splat(p[3]);
-            codes[v] = static_cast<std::uint8_t>(detail::bitsOf(onScreen < min_) |
-                                                 detail::bitsOf(onScreen > max_) << 2);
+            const Float4 onScreen = p / splat(p[3]);
+            codes[v] =
+                static_cast<std::uint8_t>(bitsOf(onScreen < min_) | bitsOf(onScreen > max_) << 2);
         }
     }
 

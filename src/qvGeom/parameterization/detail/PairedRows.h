@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "qvGeom/foundation/geometry/Lanes.h"
 #include "qvGeom/parameterization/GeomConjugateGradient.h"
 
 namespace qvGeom::detail {
@@ -46,7 +47,6 @@ public:
             const int last = pairs_[pair + 1].first;
             double products[2] = {0.0, 0.0};
             if (second == kTwins) {
-                using Double2 [[gnu::vector_size(16)]] = double;
                 Double2 sums = {0.0, 0.0};
                 for (int e = first; e < last; ++e) {
                     const double* const place = x + columns[e];

@@ -13,6 +13,8 @@
 
 namespace qvGeom::detail {
 
+inline constexpr float kInfinity = std::numeric_limits<float>::infinity();
+
 /// The children on the lower side of each axis, one bit each; the others are on the upper one.
 inline constexpr unsigned kLowerChildren[3] = {0x55, 0x33, 0x0f};
 
@@ -37,8 +39,8 @@ struct Slab {
 };
 
 inline bool meetsSlabs(const Slab& x, const Slab& y, const Slab& z) {
-    float enter = -std::numeric_limits<float>::infinity();
-    float leave = std::numeric_limits<float>::infinity();
+    float enter = -kInfinity;
+    float leave = kInfinity;
     if (x.enter > enter)
         enter = x.enter;
     if (x.leave < leave)

@@ -6,10 +6,11 @@
 #include <cfloat>
 #include <vector>
 
+#include "qvGeom/foundation/geometry/Lanes.h"
 #include "qvGeom/foundation/geometry/Octree.h"
 #include "qvGeom/foundation/geometry/Ray.h"
 #include "qvGeom/spatial/GeomRayTrace.h"
-#include "qvGeom/spatial/detail/Lanes.h"
+#include "qvGeom/spatial/detail/OctreeWalk.h"
 
 namespace qvGeom::detail {
 

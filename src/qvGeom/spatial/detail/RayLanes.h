@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
+#include "qvGeom/foundation/geometry/Lanes.h"
 #include "qvGeom/foundation/geometry/Ray.h"
-#include "qvGeom/spatial/detail/Lanes.h"
 
 namespace qvGeom::detail {
 
@@ -39,7 +39,7 @@ unsigned boxesMet(const EightBoxes& boxes, const int near[3], const int far[3], 
             in = raise(in, at.nearest(load(boxes.side[near[axis]] + half), axis));
             out = lower(out, at.farthest(load(boxes.side[far[axis]] + half), axis));
         }
-        std::memcpy(enter + half, &in, sizeof in);
+        store(enter + half, in);
         met |= bitsOf(in <= out * splat(kExitSlack)) << half;
     }
     return met;

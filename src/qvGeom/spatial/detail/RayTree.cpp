@@ -7,6 +7,7 @@
 #include "qvGeom/foundation/geometry/Octree.h"
 #include "qvGeom/foundation/geometry/OctreeTris.h"
 #include "qvGeom/spatial/GeomOctree.h"
+#include "qvGeom/spatial/detail/OctreeWalk.h"
 
 namespace qvGeom::detail {
 namespace {

@@ -4,9 +4,9 @@
 
 #include <cmath>
 
+#include "qvGeom/foundation/geometry/Lanes.h"
 #include "qvGeom/foundation/geometry/MeshVertex.h"
 #include "qvGeom/foundation/linear/Convert.h"
-#include "qvGeom/spatial/detail/Lanes.h"
 
 namespace qvGeom::detail {
 

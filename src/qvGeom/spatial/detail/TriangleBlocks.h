@@ -4,8 +4,8 @@
 
 #include "qvGeom/foundation/geometry/Array.h"
 #include "qvGeom/foundation/geometry/BoundingBox.h"
+#include "qvGeom/foundation/geometry/Lanes.h"
 #include "qvGeom/foundation/geometry/MeshTriangle.h"
-#include "qvGeom/spatial/detail/Lanes.h"
 
 namespace qvGeom {
 

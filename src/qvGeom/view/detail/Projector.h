@@ -5,8 +5,8 @@
 #include <array>
 #include <cstdint>
 
+#include "qvGeom/foundation/geometry/Lanes.h"
 #include "qvGeom/foundation/linear/ProjMatrix.h"
-#include "qvGeom/view/detail/Lanes.h"
 
 namespace qvGeom::detail {
 

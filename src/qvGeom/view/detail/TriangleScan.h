@@ -11,12 +11,12 @@
 #include <cfloat>
 #include <cmath>
 
+#include "qvGeom/foundation/geometry/Lanes.h"
 #include "qvGeom/foundation/geometry/MeshCoord.h"
 #include "qvGeom/foundation/linear/Convert.h"
 #include "qvGeom/foundation/linear/Point2.h"
 #include "qvGeom/foundation/linear/Tolerances.h"
 #include "qvGeom/view/GeomScanConvert.h"
-#include "qvGeom/view/detail/Lanes.h"
 
 namespace qvGeom::detail {
 

@@ -1,22 +1,20 @@
 /// \file
-/// Vectors of as many numbers as every 64-bit processor handles at once.
+/// Vectors of as many numbers as every 64-bit processor handles at once, for the library's own
+/// loops.
 #pragma once
 
 #include <cstdint>
 #include <cstring>
-#include <limits>
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
 
-namespace qvGeom::detail {
+namespace qvGeom {
 
 using Float4 = float __attribute__((vector_size(16)));
 using Mask4 = std::int32_t __attribute__((vector_size(16)));
 using Double2 = double __attribute__((vector_size(16)));
 using Mask2 = std::int64_t __attribute__((vector_size(16)));
-
-inline constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 inline Float4 splat(float value) { return Float4{value, value, value, value}; }
 
@@ -35,6 +33,8 @@ inline Mask4 load(const std::int32_t* values) {
     std::memcpy(&result, values, sizeof result);
     return result;
 }
+
+inline void store(float* values, Float4 lanes) { std::memcpy(values, &lanes, sizeof lanes); }
 
 /// Two floats as doubles.
 inline Double2 widenPair(const float* values) { return Double2{values[0], values[1]}; }
@@ -68,7 +68,7 @@ inline Mask2 isAtLeast(Double2 value, Double2 least) {
 #endif
 }
 
-/// One bit for each lane that is set.
+/// One bit for each lane that is set: bit k for lane k.
 inline unsigned bitsOf(Mask4 mask) {
 #if defined(__SSE2__)
     return static_cast<unsigned>(_mm_movemask_ps(reinterpret_cast<__m128>(mask)));
@@ -85,4 +85,4 @@ inline unsigned bitsOf(Mask2 mask) {
 #endif
 }
 
-} // namespace qvGeom::detail
+} // namespace qvGeom
