@@ -5,13 +5,14 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <set>
-#include <utility>
+#include <span>
+#include <tuple>
 #include <vector>
 
 #include "qvGeom/foundation/geometry/CompactMesh.h"
 #include "qvGeom/foundation/geometry/MeshAdjTris.h"
 #include "qvGeom/foundation/geometry/MeshAdjVertices.h"
-#include "qvGeom/foundation/linear/Range.h"
+#include "qvGeom/foundation/linear/Linear.h"
 #include "qvGeom/topology/GeomAdjacency.h"
 
 #include "support/CancelAfter.h"
@@ -25,9 +26,8 @@ namespace {
 using qvGeom::CompactMesh;
 using qvGeom::MeshAdjVertices;
 using qvGeom::MeshVertex;
-using Positions = std::vector<MeshVertex>;
 
-MeshAdjVertices neighboursOf(const CompactMesh& mesh) {
+MeshAdjVertices adjacencyOf(const CompactMesh& mesh) {
     qvGeom::MeshAdjTris adjTris;
     MeshAdjVertices adjVertices;
     meshAdjTris(mesh, adjTris);
@@ -37,79 +37,73 @@ MeshAdjVertices neighboursOf(const CompactMesh& mesh) {
 
 /// Runs one operator; a sigma of zero means the Laplacian.
 void smooth(CompactMesh& mesh, double sigma, qvUtil::Progress& progress) {
-    const MeshAdjVertices adjVertices = neighboursOf(mesh);
+    const MeshAdjVertices adjVertices = adjacencyOf(mesh);
     if (sigma == 0)
         meshSmoothLaplacian(mesh, adjVertices, progress);
     else
         meshSmoothBilateral(mesh, adjVertices, sigma, progress);
 }
 
-Positions positionsOf(const CompactMesh& mesh) {
-    return {mesh.getVertices(), mesh.getVertices() + mesh.getNumVertices()};
+bool samePositions(const CompactMesh& a, const CompactMesh& b) {
+    return std::memcmp(a.getVertices(), b.getVertices(), a.getNumVertices() * sizeof(MeshVertex)) ==
+           0;
 }
 
-bool sameBits(const Positions& a, const Positions& b) {
-    return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof a[0]) == 0;
+std::span<const int> neighboursOf(const MeshAdjVertices& adj, int v) {
+    return {adj.getVertices(v), static_cast<std::size_t>(adj.getCount(v))};
 }
 
-MeshVertex plainLaplacian(const Positions& p, const MeshAdjVertices& adj, int v) {
-    float sum[3] = {0, 0, 0};
-    for (int i = 0; i < adj.getCount(v); ++i) {
-        const MeshVertex& w = p[adj.getVertices(v)[i]];
-        sum[0] += w.x, sum[1] += w.y, sum[2] += w.z;
+MeshVertex plainLaplacian(const CompactMesh& mesh, const MeshAdjVertices& adj, int v) {
+    MeshVertex sum = {0, 0, 0};
+    for (const int u : neighboursOf(adj, v)) {
+        const MeshVertex& p = mesh.getVertices()[u];
+        sum = {sum.x + p.x, sum.y + p.y, sum.z + p.z};
     }
     const auto k = static_cast<float>(adj.getCount(v));
-    return {sum[0] / k, sum[1] / k, sum[2] / k};
+    return {sum.x / k, sum.y / k, sum.z / k};
 }
 
-MeshVertex plainBilateral(const Positions& p, const MeshAdjVertices& adj, int v,
-                          const qvGeom::MeshNormal& stored, double sigma) {
-    const double n[3] = {stored.x, stored.y, stored.z};
-    const double length = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
-    const auto from = [&](int u, int axis) {
-        return double{(&p[u].x)[axis]} - double{(&p[v].x)[axis]};
+MeshVertex plainBilateral(const CompactMesh& mesh, const MeshAdjVertices& adj, int v,
+                          double sigma) {
+    const auto at = [&mesh](int u) {
+        const MeshVertex& p = mesh.getVertices()[u];
+        return qvLinear::Point{p.x, p.y, p.z};
     };
+    const qvGeom::MeshNormal& stored = mesh.getNormals()[v];
+    const qvLinear::Vector normal{stored.x, stored.y, stored.z};
+    const double length = normal.length();
     std::set<int> seen{v};
-    std::vector<std::pair<int, double>> stack;
-    std::vector<double> d2s, heights;
-    double sum = 0;
-    for (int u = v;;) {
-        for (int i = 0; i < adj.getCount(u); ++i) {
-            const int w = adj.getVertices(u)[i];
-            const double x = from(w, 0), y = from(w, 1), z = from(w, 2);
-            if (seen.insert(w).second && x * x + y * y + z * z <= sigma * sigma)
-                stack.emplace_back(w, x * x + y * y + z * z);
-        }
-        if (stack.empty())
-            break;
-        u = stack.back().first;
-        d2s.push_back(stack.back().second);
+    std::vector<int> stack{v}, found;
+    while (!stack.empty()) {
+        found.push_back(stack.back());
         stack.pop_back();
-        heights.push_back(from(u, 0) * (n[0] / length) + from(u, 1) * (n[1] / length) +
-                          from(u, 2) * (n[2] / length));
+        for (const int w : neighboursOf(adj, found.back())) {
+            if (seen.insert(w).second && distance2(at(w), at(v)) <= sigma * sigma)
+                stack.push_back(w);
+        }
+    }
+    found.erase(found.begin());
+    std::vector<double> heights;
+    double sum = 0, variance = 0, weights = 0, weighted = 0;
+    for (const int u : found) {
+        heights.push_back(dot(at(u) - at(v), normal / length));
         sum += heights.back();
     }
-    if (heights.empty() || length == 0)
-        return p[v];
-    const auto k = static_cast<double>(heights.size());
-    double variance = 0, weights = 0, weighted = 0;
+    const double share = 1 / static_cast<double>(found.size());
     for (const double h : heights)
-        variance += (h - sum * (1 / k)) * (h - sum * (1 / k));
-    variance *= 1 / k;
-    if (variance < 1e-12)
-        return p[v];
-    for (std::size_t i = 0; i < heights.size(); ++i) {
-        const double w = std::exp(-d2s[i] * (1 / ((sigma + sigma) * sigma))) *
-                         std::exp(-heights[i] * heights[i] * (1 / (variance + variance)));
+        variance += (h - sum * share) * (h - sum * share);
+    variance *= share;
+    for (std::size_t i = 0; i < found.size(); ++i) {
+        const double w =
+            std::exp(-distance2(at(found[i]), at(v)) * (1 / ((sigma + sigma) * sigma))) *
+            std::exp(-heights[i] * heights[i] * (1 / (variance + variance)));
         weights += w;
         weighted += heights[i] * w;
     }
-    if (weights < 1e-12)
-        return p[v];
-    const auto moved = [&](int axis) {
-        return static_cast<float>((&p[v].x)[axis] + weighted / weights * n[axis]);
-    };
-    return {moved(0), moved(1), moved(2)};
+    if (found.empty() || length == 0 || variance < 1e-12 || weights < 1e-12)
+        return mesh.getVertices()[v];
+    const qvLinear::PointFlt moved = qvLinear::narrow(at(v) + weighted / weights * normal);
+    return {moved.x, moved.y, moved.z};
 }
 
 /// Normals out of the middle of the mesh, some too long, some zero.
@@ -119,111 +113,91 @@ void makeNormals(CompactMesh& mesh) {
     const auto c = combine(0.5, range.min, 0.5, range.max);
     for (int v = 0; v < mesh.getNumVertices(); ++v) {
         const MeshVertex& p = mesh.getVertices()[v];
-        const double x = p.x - c.x, y = p.y - c.y, z = p.z - c.z;
-        const double scale = (v % 9 == 0 ? 0 : 1.25) / std::sqrt(x * x + y * y + z * z);
-        mesh.allocNormalArray()[v] = {static_cast<float>(x * scale), static_cast<float>(y * scale),
-                                      static_cast<float>(z * scale)};
+        const qvLinear::Vector out{p.x - c.x, p.y - c.y, p.z - c.z};
+        const auto n = qvLinear::narrow((v % 9 == 0 ? 0 : 1.25) / out.length() * out);
+        mesh.allocNormalArray()[v] = {n.x, n.y, n.z};
     }
 }
 
 TEST(Smooth, matchesPlainLoopsBitForBit) {
     for (const char* file : {"patella.mesh", "lion_holes.mesh", "spider.obj"}) {
         CompactMesh mesh = test::readMeshFile(file);
-        ASSERT_GT(mesh.getNumVertices(), 0);
+        const int numVertices = mesh.getNumVertices() + 1;
+        ASSERT_GT(numVertices, 1);
+        mesh.resizeVertexArray(numVertices); // the last is isolated
         makeNormals(mesh);
         qvLinear::Range3d range;
         mesh.getBoundingBox(range);
         const double size = distance(range.min, range.max);
-        const MeshAdjVertices adj = neighboursOf(mesh);
-        for (const int stride : {0, 1, 3}) { // every vertex without and with bits, every third
-            mesh.clearSelection();
-            mesh.getSelectedVertices().resize(stride == 0 ? 0 : mesh.getNumVertices());
-            for (int v = 0; stride > 0 && v < mesh.getNumVertices(); v += stride)
+        const MeshAdjVertices adj = adjacencyOf(mesh);
+        for (const int stride : {1, 3}) { // every vertex by a selection of size 0, every third
+            mesh.getSelectedVertices().resize(stride == 1 ? 0 : numVertices);
+            for (int v = 0; stride > 1 && v < numVertices; v += stride)
                 mesh.getSelectedVertices().set(v);
             for (const double sigma : {0., 0.01 * size, 0.03 * size}) {
-                const Positions before = positionsOf(mesh);
-                Positions expected = before;
-                for (int v = 0; v < mesh.getNumVertices(); v += std::max(stride, 1))
-                    expected[v] = sigma == 0
-                                      ? plainLaplacian(before, adj, v)
-                                      : plainBilateral(before, adj, v, mesh.getNormals()[v], sigma);
-                const test::ScopedThreadCount threads(1 + stride);
-                CompactMesh smoothed = mesh;
+                CompactMesh expected = mesh, smoothed = mesh;
+                for (int v = 0; v < numVertices; v += stride)
+                    expected.getVertices()[v] = sigma == 0 ? plainLaplacian(mesh, adj, v)
+                                                           : plainBilateral(mesh, adj, v, sigma);
+                const test::ScopedThreadCount threads(stride);
                 qvUtil::Progress progress;
                 smooth(smoothed, sigma, progress);
-                EXPECT_TRUE(sameBits(positionsOf(smoothed), expected)) << file << stride << sigma;
-                EXPECT_FALSE(sameBits(before, expected));
+                EXPECT_TRUE(samePositions(smoothed, expected)) << file << stride << sigma;
+                EXPECT_FALSE(samePositions(mesh, expected));
             }
         }
     }
 }
 
-struct PollCase {
-    int numVertices;
-    int numSelected; // the first so many; -1 when the selection has size 0
-    std::vector<double> fractions;
-};
-
+// By the number of vertices and of those selected, the first ones; -1 for a selection of size 0.
 TEST(Smooth, pollsAndStopsAtEveryThousandth) {
-    const double t = 1e-3;
+    const std::tuple<int, int, std::vector<double>> cases[] = {
+        {3, 0, {1, 1, 1}},
+        {5, 3, {1 / 3.}},
+        {1003, 1000, {1e-3, 1, 1, 1}},
+        {2500, -1, {1 / 2500., 1001 / 2500., 2001 / 2500.}}};
     for (const double sigma : {0., 1.5}) {
-        for (const PollCase& c : {PollCase{3, 0, {1, 1, 1}}, PollCase{5, 3, {1 / 3.}},
-                                  PollCase{1003, 1000, {t, 1, 1, 1}}, PollCase{900, -1, {1 / 900.}},
-                                  PollCase{2500, -1, {1 / 2500., 1001 / 2500., 2001 / 2500.}}}) {
-            SCOPED_TRACE(c.numVertices);
-            CompactMesh mesh = test::strip(c.numVertices - 2);
-            for (int v = 0; v < c.numVertices; ++v)
+        for (const auto& [numVertices, numSelected, fractions] : cases) {
+            SCOPED_TRACE(numVertices);
+            CompactMesh mesh = test::strip(numVertices - 2);
+            for (int v = 0; v < numVertices; ++v)
                 mesh.getVertices()[v].z = static_cast<float>(v * v % 7);
             makeNormals(mesh);
-            mesh.getSelectedVertices().resize(c.numSelected < 0 ? 0 : c.numVertices);
-            for (int v = 0; v < c.numSelected; ++v)
+            mesh.getSelectedVertices().resize(numSelected < 0 ? 0 : numVertices);
+            for (int v = 0; v < numSelected; ++v)
                 mesh.getSelectedVertices().set(v);
-            const Positions before = positionsOf(mesh);
+            const CompactMesh before = mesh;
             test::HeardNotices notices(mesh);
-            const auto numPolls = static_cast<int>(c.fractions.size());
-            for (int poll = 0; poll < numPolls; ++poll) {
+            const auto numPolls = static_cast<int>(fractions.size());
+            for (int poll = 0; poll <= numPolls; ++poll) {
                 test::CancelAfter cancel(poll);
                 smooth(mesh, sigma, cancel.progress());
-                EXPECT_EQ(cancel.fractions().size(), poll);
-                EXPECT_TRUE(sameBits(positionsOf(mesh), before));
-                EXPECT_EQ(notices.take(), "");
+                const bool isDone = poll == numPolls;
+                EXPECT_EQ(cancel.fractions(),
+                          std::vector(fractions.begin(), fractions.begin() + poll));
+                EXPECT_EQ(samePositions(mesh, before), !isDone || numSelected == 0);
+                EXPECT_EQ(notices.take(), isDone ? "Geometry;" : "");
             }
-            test::CancelAfter tooLate(numPolls);
-            smooth(mesh, sigma, tooLate.progress());
-            EXPECT_EQ(tooLate.fractions(), c.fractions);
-            EXPECT_EQ(sameBits(positionsOf(mesh), before), c.numSelected == 0);
-            EXPECT_EQ(notices.take(), "Geometry;");
         }
     }
 }
 
+// Without normals, with none close enough, and with all in one plane.
 TEST(Smooth, leavesWhatHasNothingToFollow) {
     qvUtil::Progress progress;
-    CompactMesh mesh = test::grid(4, 4);
-    mesh.resizeVertexArray(26); // the last is isolated
-    test::HeardNotices notices(mesh);
-    smooth(mesh, 1, progress);
-    EXPECT_EQ(notices.take(), "") << "without normals";
-    for (int v = 0; v < 26; ++v)
-        mesh.allocNormalArray()[v].z = 1;
-    const Positions flat = positionsOf(mesh);
-    smooth(mesh, 2, progress);
-    EXPECT_TRUE(sameBits(positionsOf(mesh), flat));
-    mesh.getVertices()[12].z = 1;
-    const Positions peak = positionsOf(mesh);
-    smooth(mesh, 0.9, progress);
-    EXPECT_TRUE(sameBits(positionsOf(mesh), peak));
-    EXPECT_EQ(notices.take(), "Geometry;Geometry;");
-    smooth(mesh, 0, progress);
-    EXPECT_FLOAT_EQ(mesh.getVertices()[12].z, 0);
-    EXPECT_GT(mesh.getVertices()[0].x, 0) << "a corner is pulled inward";
-    EXPECT_TRUE(std::isnan(mesh.getVertices()[25].x) && std::isnan(mesh.getVertices()[25].z));
-
-    CompactMesh empty;
-    test::HeardNotices none(empty);
-    smooth(empty, 0, progress);
-    smooth(empty, 1, progress);
-    EXPECT_EQ(none.take(), "");
+    for (CompactMesh mesh : {CompactMesh(), test::grid(4, 4)}) {
+        const CompactMesh before = mesh;
+        test::HeardNotices notices(mesh);
+        smooth(mesh, 1, progress);
+        EXPECT_EQ(notices.take(), "");
+        for (int v = 0; v < mesh.getNumVertices(); ++v)
+            mesh.allocNormalArray()[v].z = 1;
+        const bool isEmpty = mesh.getNumVertices() == 0;
+        for (const double sigma : {isEmpty ? 0 : 0.9, 2.0})
+            smooth(mesh, sigma, progress);
+        EXPECT_EQ(notices.take(), isEmpty ? "" : "Geometry;Geometry;");
+        EXPECT_TRUE(isEmpty || samePositions(mesh, before));
+    }
 }
 
 } // namespace

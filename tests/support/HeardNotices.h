@@ -5,11 +5,13 @@
 #include <array>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "qvGeom/foundation/base/Signal.h"
 #include "qvGeom/foundation/geometry/CompactMesh.h"
 #include "qvGeom/foundation/geometry/MeshModification.h"
 #include "qvGeom/foundation/geometry/MeshRemap.h"
+#include "qvGeom/foundation/geometry/Remap.h"
 
 namespace test {
 
@@ -24,6 +26,9 @@ public:
 
     /// What was heard since the last call.
     std::string take() { return std::exchange(text_, {}); }
+
+    /// The map of the vertices in the last notice that had one.
+    const std::vector<int>& vertexMap() const { return vertexMap_; }
 
 private:
     void hear(qvRTB::EntityModification& modification) {
@@ -47,9 +52,14 @@ private:
         for (const auto& [holds, name] : facts)
             text_ += holds ? std::string(" ") + name : "";
         text_ += ';';
+        if (notice.getRemap() && notice.getRemap()->getVertexRemap()) {
+            const auto& map = notice.getRemap()->getVertexRemap()->getMap();
+            vertexMap_.assign(map.begin(), map.end());
+        }
     }
 
     std::string text_;
+    std::vector<int> vertexMap_;
 };
 
 } // namespace test

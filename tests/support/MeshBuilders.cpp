@@ -186,6 +186,23 @@ CompactMesh shuffled(const CompactMesh& mesh, std::uint32_t seed) {
     return result;
 }
 
+CompactMesh without(CompactMesh mesh, int first, int count) {
+    MeshTriangle* const triangles = mesh.getTriangles();
+    std::copy(triangles + first + count, triangles + mesh.getNumTriangles(), triangles + first);
+    mesh.resizeTriangleArray(mesh.getNumTriangles() - count);
+    return mesh;
+}
+
+CompactMesh joined(CompactMesh mesh, const CompactMesh& other) {
+    const int vertices = mesh.getNumVertices(), corners = 3 * mesh.getNumTriangles();
+    mesh.resizeVertexArray(vertices + other.getNumVertices());
+    std::copy_n(other.getVertices(), other.getNumVertices(), mesh.getVertices() + vertices);
+    mesh.resizeTriangleArray(mesh.getNumTriangles() + other.getNumTriangles());
+    std::transform(other.getTrianglesRaw(), other.getTrianglesRaw() + 3 * other.getNumTriangles(),
+                   mesh.getTrianglesRaw() + corners, [&](int v) { return v + vertices; });
+    return mesh;
+}
+
 CompactMesh randomMesh(std::uint32_t seed, int vertices, int triangles) {
     std::mt19937 random(seed);
     std::uniform_real_distribution<float> coordinate(-1, 1);

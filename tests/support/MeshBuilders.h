@@ -46,6 +46,12 @@ qvGeom::CompactMesh soupOf(const qvGeom::CompactMesh& mesh);
 /// The same surface with its vertices and its triangles in random order.
 qvGeom::CompactMesh shuffled(const qvGeom::CompactMesh& mesh, std::uint32_t seed);
 
+/// The mesh without the triangles from `first` on, `count` of them.
+qvGeom::CompactMesh without(qvGeom::CompactMesh mesh, int first, int count);
+
+/// Both in one: the second's vertices and triangles come after the first's.
+qvGeom::CompactMesh joined(qvGeom::CompactMesh mesh, const qvGeom::CompactMesh& other);
+
 /// Random triangles over random vertices: degenerate ones, duplicates and unused vertices occur.
 qvGeom::CompactMesh randomMesh(std::uint32_t seed, int vertices, int triangles);
 
