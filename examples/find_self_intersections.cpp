@@ -13,8 +13,13 @@
 #include "qvGeom/spatial/GeomIntersect.h"
 
 int main(int argc, char** argv) {
+    const char* const file = argc > 1 ? argv[1] : "data/mannequin.mesh";
     qvGeom::CompactMesh mesh;
-    qvGeom::meshRead(mesh, argc > 1 ? argv[1] : "data/mannequin.mesh");
+    qvGeom::meshRead(mesh, file); // a damaged file is reported, and leaves the mesh empty
+    if (mesh.getNumTriangles() == 0) {
+        std::fprintf(stderr, "no triangles in %s\n", file);
+        return 2;
+    }
 
     qvGeom::SimpleMeshCache cache;
     const qv::Reference<qvGeom::Octree> octree = cache.getOctree(mesh, 16);
