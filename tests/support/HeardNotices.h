@@ -15,8 +15,8 @@
 
 namespace test {
 
-/// Listens to a mesh and writes down each notice: its type, "remapped" if it has a remap, and
-/// every flag that is set, with a semicolon after it.
+/// Listens to a mesh and writes down each notice: its type, "remapped" if it has a vertex
+/// remap, and every flag that is set, with a semicolon after it.
 class HeardNotices : public qvRTB::SignalClient {
 public:
     explicit HeardNotices(const qvGeom::CompactMesh& mesh) {
@@ -35,7 +35,7 @@ private:
         const auto& notice = dynamic_cast<const qvGeom::MeshModification&>(modification);
         text_ += std::array{"Geometry", "Topology", "Attributes"}[notice.getType()];
         const std::pair<bool, const char*> facts[] = {
-            {notice.getRemap() != nullptr, "remapped"},
+            {notice.getRemap() && notice.getRemap()->getVertexRemap(), "remapped"},
             {notice.isNormalsModified(), "normalsModified"},
             {notice.isUvsModified(), "uvsModified"},
             {notice.isStsModified(), "stsModified"},

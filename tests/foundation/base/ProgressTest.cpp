@@ -2,33 +2,18 @@
 
 #include <cmath>
 #include <gtest/gtest.h>
-#include <memory>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
+
+#include "support/CancelAfter.h"
 
 using qvUtil::Progress;
 
-namespace {
-
-using Reports = std::vector<std::pair<double, std::string>>;
-
-/// Collects everything that a progress tells its callback.
-void listen(Progress& progress, Reports& reports) {
-    progress.setCallback(
-        [](void* user, double fraction, const char* caption) {
-            static_cast<Reports*>(user)->emplace_back(fraction, caption);
-        },
-        &reports);
-}
-
-} // namespace
-
 TEST(Progress, handsOutSuccessiveShares) {
-    Progress parent, child, grandchild;
-    Reports heard;
-    listen(parent, heard);
+    test::CancelAfter never(-1);
+    Progress child, grandchild;
+    Progress& parent = never.progress();
     parent.subPhase(0.8, child);
     child.subPhase(0.5, grandchild);
     grandchild.set(0.5);
@@ -46,7 +31,7 @@ TEST(Progress, handsOutSuccessiveShares) {
 
     parent.set(0.3); // absolute, whatever was handed out
     EXPECT_EQ(parent.getFraction(), 0.3);
-    EXPECT_EQ(heard.size(), 4U); // every set, and no subPhase
+    EXPECT_EQ(never.fractions().size(), 4U); // every set, and no subPhase
 }
 
 TEST(Progress, keepsImpossibleValuesInRange) {
@@ -66,10 +51,14 @@ TEST(Progress, keepsImpossibleValuesInRange) {
 }
 
 TEST(Progress, callsBackForItselfAndItsChildren) {
+    using Reports = std::vector<std::pair<double, std::string>>;
+    const auto collect = [](void* user, double fraction, const char* caption) {
+        static_cast<Reports*>(user)->emplace_back(fraction, caption);
+    };
     Progress parent, child;
     Reports heardByParent, heardByChild;
-    listen(parent, heardByParent);
-    listen(child, heardByChild);
+    parent.setCallback(collect, &heardByParent);
+    child.setCallback(collect, &heardByChild);
     parent.setCaption("Weld");
     parent.subPhase(0.5, child);
     child.setCaption("Sort");
@@ -96,17 +85,14 @@ TEST(Progress, isCancelledFromAboveAndFromAnyThread) {
 }
 
 TEST(Progress, outlivesItsParentAndItsChild) {
-    Progress survivor;
-    auto parent = std::make_unique<Progress>();
-    parent->subPhase(1, survivor);
-    parent.reset();
-    survivor.set(0.5);
-    EXPECT_FALSE(survivor.cancelled());
+    Progress survivor, next;
     {
-        Progress child;
+        Progress parent, child;
+        parent.subPhase(1, survivor);
         survivor.subPhase(0.5, child);
     }
-    Progress next;
+    survivor.set(0.5);
+    EXPECT_FALSE(survivor.cancelled());
     survivor.subPhase(0.5, next);
     next.set(1);
     EXPECT_EQ(survivor.getFraction(), 1);

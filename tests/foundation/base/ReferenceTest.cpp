@@ -1,7 +1,7 @@
 #include "qvGeom/foundation/base/Reference.h"
 
 #include <gtest/gtest.h>
-#include <utility>
+#include <memory>
 
 #include "qvGeom/foundation/base/Strings.h"
 
@@ -10,14 +10,9 @@ using qv::Reference;
 namespace {
 
 struct Counted : qv::ReferenceCount {
-    explicit Counted(int& count) : deletions(&count) {}
+    explicit Counted(std::shared_ptr<int> its) : life(std::move(its)) {}
 
-    Counted(const Counted&) = default;
-    Counted& operator=(const Counted&) = default;
-
-    ~Counted() override { ++*deletions; }
-
-    int* deletions;
+    std::shared_ptr<int> life; // shared by those that are not deleted
 };
 
 struct Derived : Counted {
@@ -27,10 +22,10 @@ struct Derived : Counted {
 } // namespace
 
 TEST(Reference, deletesWithTheLastHandle) {
-    int deletions = 0;
+    const auto life = std::make_shared<int>();
     Reference<Counted> first;
     {
-        const Reference<Derived> derived = new Derived(deletions);
+        const Reference<Derived> derived = new Derived(life);
         first = derived;
         Reference<Counted> second = first;
         const Reference<Counted> third = std::move(second);
@@ -41,14 +36,14 @@ TEST(Reference, deletesWithTheLastHandle) {
         EXPECT_EQ(first->getReferenceCount(), 4);
     }
     EXPECT_EQ(first->getReferenceCount(), 1);
-    first = new Counted(deletions);
-    EXPECT_EQ(deletions, 1);
+    first = new Counted(life);
+    EXPECT_EQ(life.use_count(), 2);
     Counted copy = *first; // the count stays with its object
     EXPECT_EQ(copy.getReferenceCount(), 0);
     *first = copy;
     EXPECT_EQ(first->getReferenceCount(), 1);
     first = nullptr;
-    EXPECT_EQ(deletions, 2);
+    EXPECT_EQ(life.use_count(), 2); // the copy still lives
 }
 
 TEST(Strings, convertToFilenames) {

@@ -28,16 +28,20 @@ std::vector<int> sorted(std::vector<int> indices, Compare compare) {
     return indices;
 }
 
-/// Checks both ways of sorting, by key and by comparing, against the standard library.
+/// Checks both ways of sorting, by key and by comparing, against the standard library. Half of
+/// the keys lie before the one of index 0.
 template <class Key>
 void checkSorts(std::vector<Key> keys) {
     const auto n = static_cast<int>(keys.size());
-    const Ordering::IndexedLessThan<Key*> byKey(keys.data());
+    const Ordering::IndexedLessThan<Key*> byKey(keys.data() + n / 2);
     const auto byComparing = [byKey](int a, int b) { return byKey(a, b); };
-    std::vector<int> expected = shuffled(n);
+    std::vector<int> indices = shuffled(n);
+    for (int& index : indices)
+        index -= n / 2;
+    std::vector<int> expected = indices;
     std::stable_sort(expected.begin(), expected.end(), byComparing);
-    EXPECT_TRUE(sorted(shuffled(n), byKey) == expected) << n << " of " << sizeof(Key);
-    EXPECT_TRUE(sorted(shuffled(n), byComparing) == expected) << n << " of " << sizeof(Key);
+    EXPECT_TRUE(sorted(indices, byKey) == expected) << n << " of " << sizeof(Key);
+    EXPECT_TRUE(sorted(indices, byComparing) == expected) << n << " of " << sizeof(Key);
 }
 
 template <class Draw>
@@ -86,16 +90,6 @@ TEST(SMPSort, sortsStablyWhateverTheThreadsAndKeys) {
         if (threads <= 2)
             checkSorts(keys(1000001, uniform));
     }
-}
-
-TEST(SMPSort, sortsIndicesBeforeTheFirstKey) {
-    const std::vector<double> values = keys(10000, uniform);
-    std::vector<int> indices = shuffled(10000);
-    for (int& index : indices)
-        index -= 5000;
-    const Ordering::IndexedLessThan<const double*> isLess(values.data() + 5000);
-    indices = sorted(indices, isLess);
-    EXPECT_TRUE(std::is_sorted(indices.begin(), indices.end(), isLess));
 }
 
 // Comparators that break the rules must not lose an element, hang or leave the array.

@@ -84,6 +84,7 @@ TEST(Signal, survivesSlotsThatChangeIt) {
              s.clients[S::A]->connect(*s.signal);
          },
          "A1 B1 A2 "},
+        {"block a later", [](S& s) { s.items[S::C]->block(); }, "A1 B1 A2 B2 "},
         {"destroy itself", [](S& s) { s.clients[S::B].reset(); }, "A1 B1 C1 A2 C2 "},
         {"destroy a later client", [](S& s) { s.clients[S::C].reset(); }, "A1 B1 A2 B2 "},
         {"destroy the signal", [](S& s) { s.signal.reset(); }, "A1 B1 "},
