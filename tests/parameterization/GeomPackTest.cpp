@@ -4,7 +4,7 @@
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
-#include <memory>
+#include <list>
 #include <random>
 #include <vector>
 
@@ -27,37 +27,32 @@ Rects randomRects(int count, double largest, std::mt19937& random) {
     return rects;
 }
 
-/// Where each rectangle comes to lie, by the tree written out: nodes own their two halves, full
-/// ones stay in it.
-struct PlainNode {
-    Range2d region;
-    std::unique_ptr<PlainNode> halves[2];
-    bool filled = false;
-
-    const Range2d* insert(double width, double height) {
-        if (halves[0]) {
-            const Range2d* const place = halves[0]->insert(width, height);
-            return place ? place : halves[1]->insert(width, height);
+/// Puts each rectangle into the first room that holds it, and splits the room until the first part
+/// is just as large. Returns whether all found one.
+bool packPlainly(Rects& rects) {
+    std::list<Range2d> rooms = {Range2d::unitSquare};
+    for (Range2d& rect : rects) {
+        auto room = std::find_if(rooms.begin(), rooms.end(), [&](const Range2d& r) {
+            return r.width() - rect.width() >= -1e-12 && r.height() - rect.height() >= -1e-12;
+        });
+        if (room == rooms.end())
+            return false;
+        for (;;) {
+            const double dx = room->width() - rect.width(), dy = room->height() - rect.height();
+            if (std::fmax(dx, dy) <= 1e-12)
+                break;
+            const auto rest = room;
+            room = rooms.insert(rest, *rest);
+            if (dx > dy)
+                room->maxX = rest->minX = room->minX + rect.width();
+            else
+                room->maxY = rest->minY = room->minY + rect.height();
         }
-        const double dx = region.width() - width;
-        const double dy = region.height() - height;
-        if (filled || dx < -1e-12 || dy < -1e-12)
-            return nullptr;
-        if (std::fabs(dx) <= 1e-12 && std::fabs(dy) <= 1e-12) {
-            filled = true;
-            return &region;
-        }
-        for (auto& half : halves) {
-            half = std::make_unique<PlainNode>();
-            half->region = region;
-        }
-        if (dx > dy)
-            halves[0]->region.maxX = halves[1]->region.minX = region.minX + width;
-        else
-            halves[0]->region.maxY = halves[1]->region.minY = region.minY + height;
-        return halves[0]->insert(width, height);
+        rect = *room;
+        rooms.erase(room);
     }
-};
+    return true;
+}
 
 bool same(const Range2d& a, const Range2d& b) {
     return a.minX == b.minX && a.minY == b.minY && a.maxX == b.maxX && a.maxY == b.maxY;
@@ -73,15 +68,7 @@ TEST(Pack, placesEachInTheFirstRoomItFits) {
         if (round % 4 == 0)
             std::fill_n(rects.begin(), count / 2, Range2d{0, 0, 0.25, 0.125});
         Rects expected = rects;
-        PlainNode root{Range2d::unitSquare, {}};
-        bool allPlaced = true;
-        for (Range2d& rect : expected) {
-            const Range2d* const place = root.insert(rect.width(), rect.height());
-            allPlaced = place;
-            if (!place)
-                break;
-            rect = *place;
-        }
+        const bool allPlaced = packPlainly(expected);
         EXPECT_EQ(qvGeom::pack(rects), allPlaced);
         failures += !allPlaced;
         EXPECT_TRUE(std::equal(rects.begin(), rects.end(), expected.begin(), same));

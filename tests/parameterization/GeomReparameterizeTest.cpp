@@ -27,17 +27,6 @@ using Complex = std::complex<double>;
 
 Complex uvOf(const CompactMesh& mesh, int v) { return {mesh.getUVs()[v].u, mesh.getUVs()[v].v}; }
 
-int numFlipped(const CompactMesh& mesh) {
-    int flipped = 0;
-    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-        const MeshTriangle& tri = mesh.getTriangles()[t];
-        const Complex origin = uvOf(mesh, tri[0]);
-        flipped += !(std::imag(std::conj(uvOf(mesh, tri[1]) - origin) *
-                               (uvOf(mesh, tri[2]) - origin)) > 0.0);
-    }
-    return flipped;
-}
-
 /// Flattens and expects the layout to span a side of the unit square.
 void flatten(CompactMesh& mesh, bool compacts = true) {
     const test::CapturedOutput output;
@@ -63,26 +52,6 @@ CompactMesh mapped(CompactMesh mesh, const Map& map) {
     return mesh;
 }
 
-CompactMesh without(CompactMesh mesh, int first, int count) {
-    std::rotate(mesh.getTriangles() + first, mesh.getTriangles() + first + count,
-                mesh.getTriangles() + mesh.getNumTriangles());
-    mesh.resizeTriangleArray(mesh.getNumTriangles() - count);
-    return mesh;
-}
-
-CompactMesh joined(CompactMesh mesh, const CompactMesh& other) {
-    const int vertices = mesh.getNumVertices();
-    const int corners = 3 * mesh.getNumTriangles();
-    mesh.resizeVertexArray(vertices + other.getNumVertices());
-    for (int v = 0; v < other.getNumVertices(); ++v)
-        mesh.getVertices()[vertices + v] = {other.getVertices()[v].x + 50.0f, 0.0f,
-                                            static_cast<float>(v)};
-    mesh.resizeTriangleArray(mesh.getNumTriangles() + other.getNumTriangles());
-    for (int c = 0; c < 3 * other.getNumTriangles(); ++c)
-        mesh.getTrianglesRaw()[corners + c] = other.getTrianglesRaw()[c] + vertices;
-    return mesh;
-}
-
 MeshVertex narrow(double x, double y, double z) {
     return {static_cast<float>(x), static_cast<float>(y), static_cast<float>(z)};
 }
@@ -104,8 +73,8 @@ TEST(ReparameterizeMesh, unrollsWhatIsFlatOrRolled) {
         const double turn = 2 * std::atan2(p.y, p.x), radius = std::hypot(p.x, p.y) / 2;
         return narrow(radius * std::cos(turn), std::sqrt(3.0) * radius, radius * std::sin(turn));
     };
-    const CompactMesh plate = without(test::grid(12, 9), 60, 8);
-    const CompactMesh lone = joined(sheet, test::pointsAlongX(1));
+    const CompactMesh plate = test::without(test::grid(12, 9), 60, 8);
+    const CompactMesh lone = test::joined(sheet, test::pointsAlongX(1));
     // The triangles of the rolled ones are only about in their surface.
     const std::tuple<CompactMesh, CompactMesh, double> cases[] = {
         {sheet, mapped(sheet, scaled(1e-3f)), 1e-5},
@@ -162,37 +131,22 @@ std::vector<double> energySlopes(const CompactMesh& mesh) {
 
 // The energy is convex, so that it is least where it is level for all vertices but the two pinned.
 TEST(ReparameterizeMesh, hasTheLeastConformalEnergy) {
-    CompactMesh ball = test::sphere(5, 9);
-    ASSERT_TRUE(qvGeom::cutSurface(ball).makeDisk());
-    for (CompactMesh mesh :
-         {test::wavySurface(150), test::shuffled(test::wavySurface(90), 2), ball}) {
+    CompactMesh ball = test::sphere(5, 9), patella = test::readMeshFile("patella.mesh");
+    ASSERT_TRUE(qvGeom::cutSurface(ball).makeDisk() && qvGeom::cutSurface(patella).makeDisk());
+    for (CompactMesh mesh : {test::wavySurface(150), test::shuffled(test::wavySurface(90), 2), ball,
+                             patella, test::readMeshFile("terrain.mesh")}) {
         flatten(mesh, false);
         std::vector<double> slopes = energySlopes(mesh);
         std::sort(slopes.rbegin(), slopes.rend());
-        EXPECT_GT(slopes[1], 1e-3);
+        EXPECT_GT(slopes[1], 100 * slopes[2]);
         EXPECT_LT(slopes[2], 1e-5);
-    }
-}
-
-// As many as a direct solve of the same equations turns over: folds of the scans, and thin
-// triangles at holes that are filled.
-TEST(ReparameterizeMesh, turnsNoTriangleOfRealMeshesOver) {
-    for (const auto& [file, flipped] : {std::pair("masks_holes.mesh", 0),
-                                        {"lion_holes.mesh", 4},
-                                        {"mannequin.mesh", 3},
-                                        {"patella.mesh", 0}}) {
-        CompactMesh mesh = test::readMeshFile(file);
-        if (mesh.getNumVertices() == 1623) {
-            ASSERT_TRUE(qvGeom::cutSurface(mesh).makeDisk());
-        }
-        flatten(mesh, false);
-        EXPECT_LE(numFlipped(mesh), flipped) << file;
     }
 }
 
 // A row of words that ends a run, without merging vertices or cutting, and whether it succeeds.
 TEST(ReparameterizeMesh, tellsWhatItDoesAndRefusesWithoutChange) {
     const auto collapse = [](MeshVertex) { return MeshVertex{1.0f, 2.0f, 3.0f}; };
+    const auto aside = [](MeshVertex p) { return MeshVertex{p.x + 3.0f, p.y, p.z}; };
     CompactMesh doubled = test::grid(2, 1);
     doubled.getTriangles()[1] = {{1, 4, 1}};
     const std::tuple<CompactMesh, const char*, const char*, bool> cases[] = {
@@ -208,13 +162,13 @@ TEST(ReparameterizeMesh, tellsWhatItDoesAndRefusesWithoutChange) {
         {CompactMesh(), "- - - MeshReparameterize: genus = 1\n", "", false},
         {doubled, "getMeshGenus: testDegenerate == true\n- - - MeshReparameterize: genus = -1\n",
          "Found degenerate triangle 1 (1,4,1), mesh not changed. \n", false},
-        {joined(test::sphere(3, 4), test::sphere(3, 4)),
+        {test::joined(test::sphere(3, 4), mapped(test::sphere(3, 4), aside)),
          "( 2 - 4 ) / 2 = -1 \ngetMeshGenus: genus = -1 \n- - - MeshReparameterize: genus = -1\n",
          "", false},
         {test::bowTie(), "boundary length < 3 \n- - - MeshReparameterize: genus = -1\n", "", false},
         {test::sphere(3, 4), "- - - MeshReparameterize: genus = 0\n", "", false},
         {test::torus(5, 4), "- - - MeshReparameterize: genus = 1\n", "", false},
-        {joined(test::grid(2, 2), test::torus(5, 4)),
+        {test::joined(test::grid(2, 2), test::torus(5, 4)),
          "genus = 0\n- - - MeshReparameterize: 2 components\n", "", false},
         {mapped(test::grid(2, 2), collapse), "- - - MeshReparameterize: outerBoundary = -1\n",
          "There must be a boundary for the disk, none found. No changes made.\n", false}};
@@ -259,7 +213,7 @@ TEST(ReparameterizeMesh, findsAndOrdersBoundaries) {
     const test::CapturedOutput output;
     std::vector<reparameterizeMesh::BoundaryLoop> loops;
     std::vector<reparameterizeMesh::unsortedEdge> edges;
-    CompactMesh mesh = without(test::grid(12, 9), 60, 8);
+    CompactMesh mesh = test::without(test::grid(12, 9), 60, 8);
     reparameterizeMesh holed(mesh);
     EXPECT_TRUE(holed.findBoundaryEdges(edges) && holed.orderBoundaries(edges, loops));
     EXPECT_EQ(loops.size(), 2U);
