@@ -1,21 +1,14 @@
 #include "qvGeom/editing/GeomConvertRep.h"
 
+#include <algorithm>
+#include <array>
 #include <gtest/gtest.h>
-#include <vector>
 
-#include "qvGeom/foundation/geometry/CompactMesh.h"
-#include "qvGeom/foundation/geometry/MeshAdjTris.h"
-#include "qvGeom/topology/GeomAdjacency.h"
-
-#include "support/MeshBuilders.h"
+#include "support/Adjacency.h"
 #include "support/TopoMeshCheck.h"
 
+namespace qvGeom {
 namespace {
-
-using qvGeom::Array;
-using qvGeom::CompactMesh;
-using qvGeom::MeshModifyRep;
-using qvGeom::TopoMesh;
 
 /// A grid of 4 x 4 squares with every channel and lines, of which the triangles around vertex 12,
 /// the middle, and those around them are selected.
@@ -31,13 +24,10 @@ struct Grid {
         mesh.resizeLineArray(2);
         mesh.resizeLineStripArrays(2, 5);
         mesh.resizeTriStripArrays(1, 3);
-        const std::vector<int> lines = {11, 12, 20, 24};
-        const std::vector<int> strips = {12, 13, 24, 0, 20};
-        std::copy(lines.begin(), lines.end(), mesh.getLines());
-        std::copy(strips.begin(), strips.end(), mesh.getLineStripPoints());
-        mesh.getLineStripLengths()[0] = 2;
-        mesh.getLineStripLengths()[1] = 3;
-        meshAdjTris(mesh, adjTris);
+        std::ranges::copy(std::array{11, 12, 20, 24}, mesh.getLines());
+        std::ranges::copy(std::array{12, 13, 24, 0, 20}, mesh.getLineStripPoints());
+        std::ranges::copy(std::array{2, 3}, mesh.getLineStripLengths());
+        adjTris = test::adjTrisOf(mesh);
         mesh.getSelectedTriangles().resize(mesh.getNumTriangles());
         mesh.getSelectedVertices().resize(mesh.getNumVertices());
         for (const int* t = adjTris.begin(12); t != adjTris.end(12); ++t) {
@@ -47,7 +37,7 @@ struct Grid {
     }
 
     CompactMesh mesh;
-    qvGeom::MeshAdjTris adjTris;
+    MeshAdjTris adjTris;
 };
 
 /// Checks that each old triangle with a new number has its old corners there, in their order, and
@@ -70,14 +60,13 @@ TEST(MeshModifyRep, writesBackADeletedVertexWithAllThatBelongsToIt) {
     EXPECT_EQ(test::faultOf(rep.getTopoMesh()), "");
     EXPECT_EQ(rep.getTopoMesh().numFaces(), after.mesh.getSelectedTriangles().numSetBits());
     EXPECT_TRUE(rep.getTopoMeshVertex(4).isNull());
-    const qvGeom::TopoMeshVertex middle = rep.getTopoMeshVertex(12);
+    const TopoMeshVertex middle = rep.getTopoMeshVertex(12);
     EXPECT_EQ(rep.getMeshVertex(middle), 12);
     rep.removeVertex(rep.getTopoMeshVertex(2)); // has triangles outside
     rep.removeVertex(middle);
     ASSERT_FALSE(rep.getTopoMesh().deleteVertex(middle).isNull());
 
-    Array<int> vertices;
-    Array<int> triangles;
+    Array<int> vertices, triangles;
     rep.merge(vertices, &triangles);
     const CompactMesh& mesh = after.mesh;
     ASSERT_EQ(mesh.getNumVertices(), 24);
@@ -92,10 +81,8 @@ TEST(MeshModifyRep, writesBackADeletedVertexWithAllThatBelongsToIt) {
         EXPECT_EQ(mesh.getColours()[v].r, old);
     }
     EXPECT_EQ(vertices[12], -1);
-    ASSERT_EQ(mesh.getNumLines(), 1);
-    EXPECT_EQ(mesh.getLines()[1], 23);
-    ASSERT_EQ(mesh.getNumLineStripPoints(), 3);
-    EXPECT_EQ(mesh.getLineStripPoints()[0], 23);
+    ASSERT_TRUE(mesh.getNumLines() == 1 && mesh.getNumLineStripPoints() == 3);
+    EXPECT_TRUE(mesh.getLines()[1] == 23 && mesh.getLineStripPoints()[0] == 23);
     EXPECT_EQ(mesh.getTriangleNormals(), nullptr);
     EXPECT_EQ(mesh.getNumTriStrips() + mesh.getSelectedTriangles().size(), 0);
 }
@@ -106,16 +93,15 @@ TEST(MeshModifyRep, putsRestoredTrianglesBackAsTheyWere) {
     Grid after;
     MeshModifyRep rep(after.mesh, after.adjTris);
     TopoMesh& topo = rep.getTopoMesh();
-    const qvGeom::TopoMeshVertex middle = rep.getTopoMeshVertex(12);
+    const TopoMeshVertex middle = rep.getTopoMeshVertex(12);
     rep.removeVertex(middle);
     const qvLinear::Point point = middle.point();
     rep.restoreVertex(12, topo.subdivideFace(topo.deleteVertex(middle), point));
     EXPECT_EQ(rep.getMeshVertex(rep.getTopoMeshVertex(12)), 12);
-    const qvGeom::TopoMeshVertex added = topo.subdivideFace(topo.firstFace(), {9, 9, 9});
+    const TopoMeshVertex added = topo.subdivideFace(topo.firstFace(), {9, 9, 9});
     EXPECT_EQ(rep.getMeshVertex(added), -1);
 
-    Array<int> vertices;
-    Array<int> triangles;
+    Array<int> vertices, triangles;
     rep.merge(vertices, &triangles);
     EXPECT_EQ(lostTriangles(before.mesh, after.mesh, vertices, triangles), 1);
     EXPECT_EQ(after.mesh.getNumVertices(), 26);
@@ -127,3 +113,4 @@ TEST(MeshModifyRep, putsRestoredTrianglesBackAsTheyWere) {
 }
 
 } // namespace
+} // namespace qvGeom
