@@ -185,6 +185,8 @@ TEST_F(GeomMeshText, comesBackAsItWas) {
     EXPECT_TRUE(write(mesh) == elephant);
     TopoMesh topo = meshOfText<TopoMesh>(elephant);
     EXPECT_TRUE(write(topo) == elephant);
+    for (int e = topo.nextEdge(-1); e >= 0; e = topo.nextEdge(e))
+        ASSERT_GE(topo.edgeTwin(e), 0); // a closed surface
     read(mesh, elephant + "7");
     EXPECT_EQ(errors_, "meshRead: " + path_ + ":133390: something follows the last face\n");
 }

@@ -5,26 +5,14 @@
 #include <set>
 #include <vector>
 
-#include "qvGeom/foundation/geometry/CompactMesh.h"
-#include "qvGeom/foundation/geometry/MeshAdjTris.h"
 #include "qvGeom/foundation/geometry/MeshAdjVertices.h"
 
+#include "support/Adjacency.h"
 #include "support/CapturedOutput.h"
-#include "support/MeshBuilders.h"
 #include "support/ScopedThreadCount.h"
 
+namespace qvGeom {
 namespace {
-
-using qvGeom::CompactMesh;
-using qvGeom::MeshAdjTris;
-using qvGeom::MeshAdjVertices;
-using qvGeom::MeshTriangle;
-
-MeshAdjTris trisOf(const CompactMesh& mesh) {
-    MeshAdjTris tris;
-    meshAdjTris(mesh, tris);
-    return tris;
-}
 
 /// Both tables against lists that grow triangle by triangle.
 void expectTablesOf(const CompactMesh& mesh) {
@@ -34,7 +22,7 @@ void expectTablesOf(const CompactMesh& mesh) {
         for (const int c : mesh.getTriangles()[t].v)
             tris[c].push_back(t);
     }
-    const MeshAdjTris adjTris = trisOf(mesh);
+    const MeshAdjTris adjTris = test::adjTrisOf(mesh);
     MeshAdjVertices adjVertices;
     meshAdjVertices(mesh, adjTris, adjVertices);
     ASSERT_EQ(adjTris.numSets(), numVertices);
@@ -54,9 +42,8 @@ void expectTablesOf(const CompactMesh& mesh) {
         const int* const found = adjVertices.getVertices(v);
         ASSERT_EQ((std::vector<int>{found, found + adjVertices.getCount(v)}), neighbours)
             << "around " << v;
-        if (v > 0) {
-            ASSERT_EQ(found - adjVertices.getVertices(v - 1), adjVertices.getCount(v - 1) + 1);
-        }
+        ASSERT_TRUE(v == 0 ||
+                    found == adjVertices.getVertices(v - 1) + adjVertices.getCount(v - 1) + 1);
         maxValence = std::max(maxValence, adjVertices.getCount(v));
     }
     EXPECT_EQ(adjVertices.getMaxValence(), maxValence);
@@ -96,27 +83,17 @@ TEST(Adjacency, printsOneLineEach) {
 }
 
 TEST(SortAdjTris, walksFromTheFirstTriangleAsFarAsTheFanGoes) {
-    const CompactMesh closed = test::closedFan(6);
-    const CompactMesh open = test::openFan(6);
-
-    const struct {
-        const CompactMesh& mesh;
-        std::vector<int> tris;
-        std::vector<int> sorted;
-    } cases[] = {
-        {closed, {2, 0, 5, 1, 4, 3}, {2, 3, 4, 5, 0, 1}},
-        {open, {0, 3, 5, 1, 4, 2}, {0, 1, 2, 3, 4, 5}},
-        {open, {4, 0, 3, 1, 5, 2}, {4, 5, 3, 1, 2, 0}}, // goes on with what stands there after 5
-        {open, {}, {}},
-    };
-
-    for (const auto& c : cases) {
-        SCOPED_TRACE(testing::PrintToString(c.tris));
+    const auto sortedOf = [](const CompactMesh& mesh, const std::vector<int>& tris) {
         std::vector<int> sorted{7, 7, 7};
-        qvGeom::sortAdjTris(0, static_cast<int>(c.tris.size()), c.tris.data(),
-                            c.mesh.getTriangles(), sorted);
-        EXPECT_EQ(sorted, c.sorted);
-    }
+        sortAdjTris(0, static_cast<int>(tris.size()), tris.data(), mesh.getTriangles(), sorted);
+        return sorted;
+    };
+    const CompactMesh open = test::openFan(6);
+    EXPECT_EQ(sortedOf(test::closedFan(6), {2, 0, 5, 1, 4, 3}), (std::vector{2, 3, 4, 5, 0, 1}));
+    EXPECT_EQ(sortedOf(open, {0, 3, 5, 1, 4, 2}), (std::vector{0, 1, 2, 3, 4, 5}));
+    EXPECT_EQ(sortedOf(open, {4, 0, 3, 1, 5, 2}), (std::vector{4, 5, 3, 1, 2, 0}))
+        << "goes on with what stands there after 5";
+    EXPECT_EQ(sortedOf(open, {}), std::vector<int>());
 }
 
 // Few vertices and many triangles make sets of all sizes, and every kind of degenerate and
@@ -125,7 +102,7 @@ TEST(GetSharedEdgeAdjacentTriangle, findsTheLowestOtherTriangle) {
     for (const int triangles : {3, 20, 150}) {
         const CompactMesh mesh = test::randomMesh(triangles, 9, triangles);
         const MeshTriangle* const tris = mesh.getTriangles();
-        const MeshAdjTris adjTris = trisOf(mesh);
+        const MeshAdjTris adjTris = test::adjTrisOf(mesh);
         for (int edge = 0; edge < 3 * triangles; ++edge) {
             const int t = edge / 3;
             const int a = tris[t][edge % 3];
@@ -149,3 +126,4 @@ TEST(GetSharedEdgeAdjacentTriangle, findsTheLowestOtherTriangle) {
 }
 
 } // namespace
+} // namespace qvGeom

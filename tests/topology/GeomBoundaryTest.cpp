@@ -1,17 +1,15 @@
 #include "qvGeom/topology/GeomBoundary.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <set>
 #include <utility>
 #include <vector>
 
-#include "qvGeom/foundation/geometry/CompactMesh.h"
-#include "qvGeom/foundation/geometry/MeshAdjTris.h"
 #include "qvGeom/foundation/geometry/MeshAdjVertices.h"
 #include "qvGeom/foundation/geometry/MeshBoundaries.h"
-#include "qvGeom/topology/GeomAdjacency.h"
 
-#include "support/MeshBuilders.h"
+#include "support/Adjacency.h"
 
 namespace {
 
@@ -19,11 +17,10 @@ using qvGeom::CompactMesh;
 using Loops = std::vector<std::vector<int>>;
 
 Loops loopsOf(const CompactMesh& mesh) {
-    qvGeom::MeshAdjTris tris;
+    const qvGeom::MeshAdjTris tris = test::adjTrisOf(mesh);
     qvGeom::MeshAdjVertices vertices;
-    meshAdjTris(mesh, tris);
-    meshAdjVertices(mesh, tris, vertices);
     qvGeom::MeshBoundaries boundaries;
+    meshAdjVertices(mesh, tris, vertices);
     meshComputeBoundary(mesh, tris, vertices, boundaries);
     Loops loops;
     for (int i = 0; i < boundaries.size(); ++i)
@@ -31,63 +28,41 @@ Loops loopsOf(const CompactMesh& mesh) {
     return loops;
 }
 
-/// The walk in its plainest form: every vertex is tried, on sets of edges and neighbours.
-class PlainWalk {
-public:
-    explicit PlainWalk(const CompactMesh& mesh)
-        : ends_(mesh.getNumVertices()),
-          neighbours_(mesh.getNumVertices()),
-          numTris_(mesh.getNumVertices()) {
-        for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-            const int* const c = mesh.getTriangles()[t].v;
-            for (int k = 0; k < 3; ++k) {
-                // The first of equal corners speaks for the triangle, each time it is listed.
-                const int first = c[0] == c[k] ? 0 : c[1] == c[k] ? 1 : 2;
-                ends_[c[k]].push_back(c[(first + 1) % 3]);
-                edges_.insert({c[k], c[(first + 1) % 3]});
-                neighbours_[c[k]].insert({c[0], c[1], c[2]});
-                ++numTris_[c[k]];
-            }
+/// The walk in its plainest form: every vertex is tried, on sets of edges and corners.
+Loops plainLoopsOf(const CompactMesh& mesh) {
+    const int numVertices = mesh.getNumVertices();
+    std::vector<std::vector<int>> ends(numVertices); // one for each triangle around
+    std::vector<std::set<int>> corners(numVertices); // of these triangles, the vertex among them
+    std::set<std::pair<int, int>> edges;
+    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
+        const int* const c = mesh.getTriangles()[t].v;
+        for (int k = 0; k < 3; ++k) {
+            // The first of equal corners speaks for the triangle, each time it is listed.
+            const int first = c[0] == c[k] ? 0 : c[1] == c[k] ? 1 : 2;
+            ends[c[k]].push_back(c[(first + 1) % 3]);
+            edges.insert({c[k], c[(first + 1) % 3]});
+            corners[c[k]].insert(c, c + 3);
         }
-        for (int v = 0; v < mesh.getNumVertices(); ++v)
-            neighbours_[v].erase(v);
     }
 
-    bool step(int v, int& next) const {
-        for (const int end : ends_[v]) {
-            next = end;
-            if (static_cast<int>(neighbours_[end].size()) != numTris_[end] &&
-                !edges_.contains({end, v}))
-                return true;
+    Loops loops;
+    std::set<int> visited;
+    for (int start = 0; start < numVertices; ++start) {
+        std::vector<int> loop;
+        for (int v = start; visited.insert(v).second;) {
+            const auto end = std::find_if(ends[v].begin(), ends[v].end(), [&](int w) {
+                return corners[w].size() != ends[w].size() + 1 && !edges.contains({w, v});
+            });
+            if (end == ends[v].end())
+                break;
+            loop.push_back(v);
+            v = *end;
         }
-        return false;
+        if (!loop.empty())
+            loops.push_back(loop);
     }
-
-    Loops loops() const {
-        Loops loops;
-        std::set<int> visited;
-        for (int start = 0; start < static_cast<int>(ends_.size()); ++start) {
-            std::vector<int> loop;
-            int next = -1;
-            int current = start;
-            bool fresh = visited.insert(start).second;
-            while (fresh && step(current, next)) {
-                loop.push_back(current);
-                current = next;
-                fresh = visited.insert(next).second;
-            }
-            if (!loop.empty())
-                loops.push_back(loop);
-        }
-        return loops;
-    }
-
-private:
-    std::vector<std::vector<int>> ends_;
-    std::vector<std::set<int>> neighbours_;
-    std::vector<int> numTris_;
-    std::set<std::pair<int, int>> edges_;
-};
+    return loops;
+}
 
 // Sparse random meshes have boundaries of all kinds, dense ones hardly any; most of their vertices
 // are not manifold.
@@ -95,7 +70,7 @@ TEST(Boundary, agreesWithThePlainWalkOnAnyMesh) {
     for (int seed = 0; seed < 200; ++seed) {
         SCOPED_TRACE(testing::Message() << "seed " << seed);
         const CompactMesh mesh = test::randomMesh(seed, 3 + seed % 23, 1 + seed % 41);
-        ASSERT_EQ(loopsOf(mesh), PlainWalk(mesh).loops());
+        ASSERT_EQ(loopsOf(mesh), plainLoopsOf(mesh));
     }
 }
 

@@ -5,26 +5,14 @@
 #include <map>
 #include <vector>
 
-#include "qvGeom/foundation/geometry/Array.h"
-#include "qvGeom/foundation/geometry/CompactMesh.h"
-#include "qvGeom/foundation/geometry/MeshAdjTris.h"
 #include "qvGeom/foundation/geometry/TopoMesh.h"
-#include "qvGeom/topology/GeomAdjacency.h"
 
+#include "support/Adjacency.h"
 #include "support/CapturedOutput.h"
-#include "support/MeshBuilders.h"
 
 namespace {
 
-using qvGeom::Array;
 using qvGeom::CompactMesh;
-using qvGeom::MeshAdjTris;
-
-int componentsOf(const CompactMesh& mesh, Array<int>* vertexComponent = nullptr) {
-    MeshAdjTris adjTris;
-    meshAdjTris(mesh, adjTris);
-    return meshComponents(mesh, adjTris, vertexComponent);
-}
 
 /// Lowers the label of whole triangles until nothing changes, then renames the labels in order.
 int relabelledComponents(const CompactMesh& mesh, std::vector<int>& component) {
@@ -59,16 +47,17 @@ TEST(MeshComponents, numbersByLowestTriangle) {
                                         << mesh.getNumTriangles() << " triangles");
         std::vector<int> expected;
         const int count = relabelledComponents(mesh, expected);
-        Array<int> component(2);
-        EXPECT_EQ(componentsOf(mesh, &component), count);
+        qvGeom::Array<int> component(2);
+        EXPECT_EQ(meshComponents(mesh, test::adjTrisOf(mesh), &component), count);
         EXPECT_EQ(std::vector<int>(component.begin(), component.end()), expected);
-        EXPECT_EQ(componentsOf(mesh), count);
+        EXPECT_EQ(meshComponents(mesh, test::adjTrisOf(mesh), nullptr), count);
     }
 }
 
 TEST(MeshComponents, printsItsLines) {
     const test::CapturedOutput output;
-    componentsOf(test::soupOf(test::grid(2, 1)));
+    const CompactMesh soup = test::soupOf(test::grid(2, 1));
+    meshComponents(soup, test::adjTrisOf(soup), nullptr);
     EXPECT_EQ(output.debugWithoutSeconds(), "MeshAdjTris: 12 vertices 4 triangles S\n"
                                             "meshComponents(): 4 triangles\n"
                                             "   4 components: S s\n");

@@ -1,26 +1,17 @@
 #include "qvGeom/topology/GeomNormals.h"
 
+#include <cmath>
 #include <gtest/gtest.h>
-#include <limits>
 
-#include "qvGeom/foundation/geometry/CompactMesh.h"
-#include "qvGeom/foundation/geometry/MeshAdjTris.h"
 #include "qvGeom/foundation/linear/Point.h"
-#include "qvGeom/topology/GeomAdjacency.h"
 
+#include "support/Adjacency.h"
 #include "support/HeardNotices.h"
-#include "support/MeshBuilders.h"
 
 namespace {
 
 using qvGeom::CompactMesh;
 using qvLinear::Vector;
-
-void computeNormals(CompactMesh& mesh) {
-    qvGeom::MeshAdjTris adjTris;
-    meshAdjTris(mesh, adjTris);
-    meshComputeNormals(mesh, adjTris);
-}
 
 double sixfoldVolume(const CompactMesh& mesh) {
     const auto at = [&](int v) {
@@ -37,23 +28,9 @@ double sixfoldVolume(const CompactMesh& mesh) {
 
 // The volume grows fastest when a vertex moves along the sum of its triangles' area vectors.
 TEST(MeshComputeNormals, pointWhereTheVolumeGrowsFastest) {
-    const CompactMesh cube = test::meshOf(
-        {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {1, 1, 0}, {0, 0, 1}, {1, 0, 1}, {0, 1, 1}, {1, 1, 1}},
-        {{{0, 2, 1}},
-         {{1, 2, 3}},
-         {{4, 5, 6}},
-         {{5, 7, 6}},
-         {{0, 1, 4}},
-         {{1, 5, 4}},
-         {{2, 6, 3}},
-         {{3, 6, 7}},
-         {{0, 4, 2}},
-         {{2, 4, 6}},
-         {{1, 3, 5}},
-         {{3, 7, 5}}});
-    for (CompactMesh mesh : {cube, test::shuffled(test::sphere(12, 20), 1)}) {
+    for (CompactMesh mesh : {test::torus(5, 4), test::shuffled(test::sphere(12, 20), 1)}) {
         test::HeardNotices notices(mesh);
-        computeNormals(mesh);
+        meshComputeNormals(mesh, test::adjTrisOf(mesh));
         EXPECT_EQ(notices.take(), "Attributes normalsModified;");
         EXPECT_TRUE(mesh.getNormalsComputed());
         for (int v = 0; v < mesh.getNumVertices(); ++v) {
@@ -79,13 +56,13 @@ TEST(MeshComputeNormals, areZeroWithoutADirection) {
     CompactMesh mesh = test::soupOf(test::grid(3, 1)); // of three vertices each
     mesh.resizeVertexArray(20);
     mesh.getVertices()[4] = mesh.getVertices()[3];
-    mesh.getVertices()[7].y = std::numeric_limits<float>::quiet_NaN();
-    computeNormals(mesh);
+    mesh.getVertices()[7].y = NAN;
+    meshComputeNormals(mesh, test::adjTrisOf(mesh));
     for (int v = 0; v < 20; ++v)
         EXPECT_EQ(mesh.getNormals()[v].z, v < 3 || (v > 8 && v < 18) ? 1 : 0) << v;
     CompactMesh empty;
     test::HeardNotices notices(empty);
-    computeNormals(empty);
+    meshComputeNormals(empty, test::adjTrisOf(empty));
     EXPECT_EQ(notices.take(), "");
 }
 
