@@ -6,27 +6,17 @@
 #include "qvGeom/foundation/geometry/CompactMesh.h"
 #include "qvGeom/foundation/linear/Linear.h"
 
+#include "qvmesh/Corners.h"
+
 namespace qvmesh {
 namespace {
 
 using qvGeom::CompactMesh;
 using qvLinear::Point;
 
-Point onSurface(const CompactMesh& mesh, int triangle, int corner) {
-    const qvGeom::MeshVertex& p = mesh.getVertices()[mesh.getTriangles()[triangle][corner]];
-    return {p.x, p.y, p.z};
-}
-
 Point inLayout(const CompactMesh& mesh, int triangle, int corner) {
     const qvGeom::MeshUV& uv = mesh.getUVs()[mesh.getTriangles()[triangle][corner]];
     return {uv.u, uv.v, 0};
-}
-
-/// Twice the area, at right angles to the triangle.
-template <class Place>
-qvLinear::Vector areaVector(const CompactMesh& mesh, int triangle, Place place) {
-    const Point origin = place(mesh, triangle, 0);
-    return cross(place(mesh, triangle, 1) - origin, place(mesh, triangle, 2) - origin);
 }
 
 template <class Place>
@@ -43,7 +33,7 @@ double areaInLayout(const CompactMesh& mesh, int triangle) {
 }
 
 double areaOnSurface(const CompactMesh& mesh, int triangle) {
-    return areaVector(mesh, triangle, onSurface).length() / 2;
+    return areaVector(mesh, triangle).length() / 2;
 }
 
 LayoutFacts::LayoutFacts(const CompactMesh& mesh) {
@@ -58,7 +48,7 @@ LayoutFacts::LayoutFacts(const CompactMesh& mesh) {
         numCounterClockwise += area > 0;
         for (int corner = 0; corner < 3 && areaOnSurface(mesh, t) > 0; ++corner) {
             const double error =
-                std::abs(angleAt(mesh, t, corner, inLayout) - angleAt(mesh, t, corner, onSurface));
+                std::abs(angleAt(mesh, t, corner, inLayout) - angleAt(mesh, t, corner, cornerOf));
             ++numAngles;
             sum += error;
             largestAngleError = std::max(largestAngleError, error);

@@ -19,6 +19,7 @@
 #include "qvGeom/topology/GeomBoundingBox.h"
 #include "qvGeom/topology/GeomComponents.h"
 
+#include "qvmesh/Corners.h"
 #include "qvmesh/Job.h"
 
 namespace qvmesh {
@@ -26,15 +27,6 @@ namespace {
 
 using qvGeom::CompactMesh;
 using qvGeom::MeshTriangle;
-
-bool hasArea(const CompactMesh& mesh, const MeshTriangle& triangle) {
-    const auto corner = [&](int i) {
-        const qvGeom::MeshVertex& p = mesh.getVertices()[triangle[i]];
-        return qvLinear::Point{p.x, p.y, p.z};
-    };
-    const qvLinear::Point origin = corner(0);
-    return qvLinear::cross(corner(1) - origin, corner(2) - origin).length2() > 0;
-}
 
 /// Counts the edges of a mesh and what is wrong with them, by going round every vertex.
 class EdgeCounter {
@@ -77,7 +69,7 @@ private:
             const MeshTriangle& triangle = triangles_[*t];
             if (!hasDistinctCorners(triangle))
                 continue;
-            const int corner = triangle[0] == v ? 0 : triangle[1] == v ? 1 : 2;
+            const int corner = triangle.cornerAt(v);
             spokes_.push_back({triangle[(corner + 1) % 3], wedge, true});
             spokes_.push_back({triangle[(corner + 2) % 3], wedge, false});
             ++wedge;
@@ -165,9 +157,8 @@ SizeFacts::SizeFacts(const CompactMesh& mesh)
       numTriangles(mesh.getNumTriangles()) {
     qvGeom::BitVector used(numVertices);
     for (int t = 0; t < numTriangles; ++t) {
-        const MeshTriangle& triangle = mesh.getTriangles()[t];
-        used.setBits(3, triangle.v);
-        numDegenerateTriangles += !hasArea(mesh, triangle);
+        used.setBits(3, mesh.getTriangles()[t].v);
+        numDegenerateTriangles += !(areaVector(mesh, t).length2() > 0);
     }
     numUnusedVertices = numVertices - used.numSetBits();
 }

@@ -41,8 +41,6 @@ qvGeom::BitVector usedVertices(const qvGeom::CompactMesh& mesh) {
     return used;
 }
 
-Point pointOf(const qvGeom::MeshVertex& v) { return {v.x, v.y, v.z}; }
-
 } // namespace
 
 void ViewOptions::declare(CLI::App& app) {
@@ -99,7 +97,7 @@ View::View(const qvGeom::CompactMesh& mesh, const ViewOptions& options, int widt
 
     for (int v = 0; v < mesh.getNumVertices(); ++v) {
         // Vertices that no triangle uses may be too far out for a float.
-        const Point p = used.test(v) ? moved(pointOf(mesh.getVertices()[v])) : Point{};
+        const Point p = used.test(v) ? moved(qvLinear::widen(mesh.getVertices()[v])) : Point{};
         mesh_.getVertices()[v] = {qvLinear::narrow(p.x), qvLinear::narrow(p.y),
                                   qvLinear::narrow(p.z)};
     }
@@ -133,7 +131,7 @@ void View::moveBack() {
     for (int v = 0; v < mesh_.getNumVertices(); ++v) {
         if (!used.test(v))
             continue;
-        const Vector p = pointOf(mesh_.getVertices()[v]) - Point{};
+        const Vector p = qvLinear::widen(mesh_.getVertices()[v]) - Point{};
         const double x = dot(p, right_), y = dot(p, up_), z = dot(p, back_);
         toRight = std::max(toRight, x + slopeX * z);
         toLeft = std::max(toLeft, -x + slopeX * z);

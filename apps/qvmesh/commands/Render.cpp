@@ -127,8 +127,7 @@ private:
     void drawEdges(const View& view, SurfacePicture& picture) const {
         const std::vector<MeshEdge> edges = edgesOf(view.mesh());
         const auto end = [&](int vertex) {
-            const qvGeom::MeshVertex& v = view.mesh().getVertices()[vertex];
-            return Point{v.x, v.y, v.z};
+            return qvLinear::widen(view.mesh().getVertices()[vertex]);
         };
         for (const MeshEdge& edge : edges) {
             if (drawsEdges_)

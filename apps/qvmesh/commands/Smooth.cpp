@@ -35,8 +35,7 @@ void dropBorder(const CompactMesh& mesh, const qvGeom::MeshAdjTris& adjTris,
             const int b = mesh.getTriangles()[t][(k + 1) % 3];
             const auto hasEnd = [&](int s) {
                 const qvGeom::MeshTriangle& triangle = mesh.getTriangles()[s];
-                return hasDistinctCorners(triangle) &&
-                       (triangle[0] == b || triangle[1] == b || triangle[2] == b);
+                return hasDistinctCorners(triangle) && triangle.cornerAt(b) >= 0;
             };
             if (std::count_if(adjTris.begin(a), adjTris.end(a), hasEnd) > 1)
                 continue;
@@ -52,10 +51,8 @@ Facts describeMoves(const CompactMesh& mesh, const std::vector<qvGeom::MeshVerte
     double largest = 0;
     double sum = 0;
     for (int v = 0; v < mesh.getNumVertices(); ++v) {
-        const qvGeom::MeshVertex& from = old[static_cast<std::size_t>(v)];
-        const qvGeom::MeshVertex& to = mesh.getVertices()[v];
-        const double move = qvLinear::distance(qvLinear::Point{from.x, from.y, from.z},
-                                               qvLinear::Point{to.x, to.y, to.z});
+        const double move = distance(qvLinear::widen(old[static_cast<std::size_t>(v)]),
+                                     qvLinear::widen(mesh.getVertices()[v]));
         if (!std::isfinite(move))
             throw Failure("vertex " + std::to_string(v) + " has moved out of the range of numbers");
         numMoved += move > 0;

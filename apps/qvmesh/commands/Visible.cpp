@@ -118,9 +118,8 @@ private:
     qvGeom::BitVector selectVertices(const View& view) const {
         qvGeom::BitVector selected(view.mesh().getNumVertices());
         for (int v = 0; v < selected.size(); ++v) {
-            const qvGeom::MeshVertex& p = view.mesh().getVertices()[v];
-            const qvLinear::Point place =
-                toPoint(qvLinear::toHPoint({p.x, p.y, p.z}) * view.projection());
+            const qvLinear::Point p = qvLinear::widen(view.mesh().getVertices()[v]);
+            const qvLinear::Point place = toPoint(toHPoint(p) * view.projection());
             const double x = (1 + place.x) / 2 * view.width();
             const double y = (1 - place.y) / 2 * view.height();
             selected.set(v, selection_[0] <= x && x <= selection_[2] && selection_[1] <= y &&

@@ -21,10 +21,9 @@ constexpr std::size_t kFacetSize = 50;
 constexpr std::size_t kNormalSize = 12;
 
 qvGeom::MeshNormal facetNormal(const qvGeom::MeshVertex (&corners)[3]) {
-    const auto toPoint = [](const qvGeom::MeshVertex& p) { return qvLinear::Point{p.x, p.y, p.z}; };
-    const qvLinear::Point origin = toPoint(corners[0]);
-    const qvLinear::Normal normal(
-        qvLinear::cross(toPoint(corners[1]) - origin, toPoint(corners[2]) - origin));
+    const qvLinear::Point origin = qvLinear::widen(corners[0]);
+    const qvLinear::Normal normal(qvLinear::cross(qvLinear::widen(corners[1]) - origin,
+                                                  qvLinear::widen(corners[2]) - origin));
     return {static_cast<float>(normal[0]), static_cast<float>(normal[1]),
             static_cast<float>(normal[2])};
 }

@@ -10,6 +10,7 @@
 #include "qvGeom/foundation/linear/Linear.h"
 #include "qvGeom/topology/GeomAdjacency.h"
 
+#include "qvmesh/Corners.h"
 #include "qvmesh/View.h"
 #include "qvmesh/pictures/Canvas.h"
 
@@ -30,17 +31,6 @@ constexpr double kSharpest = 40; // degrees between triangles that are shaded as
 constexpr float kOffset = 1.5F * Canvas::kFineness;
 // Where it has no slope, it is enough that lines are this part of their distance nearer to the eye.
 constexpr double kLift = 1e-3;
-
-Point cornerOf(const CompactMesh& mesh, int triangle, int corner) {
-    const qvGeom::MeshVertex& v = mesh.getVertices()[mesh.getTriangles()[triangle][corner]];
-    return {v.x, v.y, v.z};
-}
-
-/// As long as twice the area.
-Vector areaVector(const CompactMesh& mesh, int triangle) {
-    const Point origin = cornerOf(mesh, triangle, 0);
-    return cross(cornerOf(mesh, triangle, 1) - origin, cornerOf(mesh, triangle, 2) - origin);
-}
 
 /// One direction for each corner of each triangle, at right angles to the surface there.
 class CornerNormals {

@@ -166,9 +166,8 @@ void MeshConvertRep::copyVertices(const CompactMesh& mesh) {
     for (int v = 0; v < mesh.getNumVertices(); ++v) {
         if (topoVertices[v] < 0)
             continue;
-        const MeshVertex& p = mesh.getVertices()[v];
         meshVertices_[topoVertices[v]] = v;
-        topoMesh_->allocVertex({p.x, p.y, p.z});
+        topoMesh_->allocVertex(qvLinear::widen(mesh.getVertices()[v]));
     }
 }
 

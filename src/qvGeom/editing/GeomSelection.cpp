@@ -205,8 +205,7 @@ private:
     }
 
     Point cornerOf(int t, int corner) const {
-        const MeshVertex& v = vertices_[triangles_[t][corner]];
-        return {v.x, v.y, v.z};
+        return qvLinear::widen(vertices_[triangles_[t][corner]]);
     }
 
     const MeshVertex* vertices_;

@@ -20,6 +20,7 @@
 #include "qvGeom/foundation/geometry/MeshModification.h"
 #include "qvGeom/foundation/geometry/MeshRemap.h"
 #include "qvGeom/foundation/geometry/Remap.h"
+#include "qvGeom/foundation/linear/Convert.h"
 #include "qvGeom/foundation/linear/Plane.h"
 #include "qvGeom/improvement/detail/RemovalPass.h"
 #include "qvGeom/planar/GeomPlaneFit.h"
@@ -28,6 +29,7 @@
 namespace qvGeom {
 
 using qvLinear::Point;
+using qvLinear::widen;
 
 namespace {
 
@@ -37,8 +39,6 @@ constexpr double kLeastRatio = 0.01; // of removed to remaining vertices, for an
 constexpr int kReportStride = 100;   // removals
 constexpr int kProjectStride = 1000; // points
 constexpr int kOctreeLeafSize = 64;
-
-Point positionOf(const MeshVertex& vertex) { return {vertex.x, vertex.y, vertex.z}; }
 
 /// Lets `remap` lead on to where `next` leads.
 void compose(Remap& remap, const Remap& next) {
@@ -98,8 +98,8 @@ private:
         points.clear();
         const int* const neighbours = adjVertices_.getVertices(v);
         for (int i = 0; i < count; ++i)
-            points.push_back(positionOf(mesh_.getVertices()[neighbours[i]]));
-        points.push_back(positionOf(mesh_.getVertices()[v]));
+            points.push_back(widen(mesh_.getVertices()[neighbours[i]]));
+        points.push_back(widen(mesh_.getVertices()[v]));
 
         qvLinear::Plane plane;
         fit(count + 1, points.data(), plane);
@@ -282,7 +282,7 @@ int MeshReduceBase::removeChunk(BitVector& chosen, Remap& remap, const qvUtil::P
     const qv::Reference<MeshAdjTris> adjTris = cache_.getAdjTris(mesh_);
     const qv::Reference<MeshAdjVertices> adjVertices = cache_.getAdjVertices(mesh_);
     const auto onRemoved = [this](int v) {
-        removed_.push_back(positionOf(mesh_.getVertices()[v]));
+        removed_.push_back(widen(mesh_.getVertices()[v]));
         return onVertexDeleted();
     };
     for (;;) {
@@ -505,7 +505,7 @@ void MeshReduceTolerance::onIteration(int iteration, int candidates, qvUtil::Pro
 
 bool MeshReduceTolerance::shouldDeleteVertex(
     int v, const std::vector<detail::PlannedTriangle>& triangles) const {
-    if (!passes(positionOf(mesh_.getVertices()[v]), triangles))
+    if (!passes(widen(mesh_.getVertices()[v]), triangles))
         return false;
     if (attached_.numMembers() == 0)
         return true;

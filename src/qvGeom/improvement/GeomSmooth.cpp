@@ -28,10 +28,9 @@ using qvLinear::Normal;
 using qvLinear::Plane;
 using qvLinear::Point;
 using qvLinear::Vector;
+using qvLinear::widen;
 
 constexpr int kCheckpointStride = 1000; // selected vertices
-
-Point pointOf(const MeshVertex& v) { return {v.x, v.y, v.z}; }
 
 /// The mean of the neighbours.
 class LaplacianMover {
@@ -88,7 +87,7 @@ public:
 
     MeshVertex positionOf(int v) {
         const MeshNormal& n = normals_[v];
-        const Point p = pointOf(vertices_[v]);
+        const Point p = widen(vertices_[v]);
         const Vector normal{n.x, n.y, n.z};
         if (normal == Vector{0, 0, 0})
             return vertices_[v];
@@ -150,7 +149,7 @@ private:
         while (!stack_.empty()) {
             const auto [u, distance2] = stack_.back();
             stack_.pop_back();
-            const double height = plane.eval(pointOf(places_[u].position));
+            const double height = plane.eval(widen(places_[u].position));
             distances2_.push_back(distance2);
             heights_.push_back(height);
             sum += height;
@@ -166,7 +165,7 @@ private:
             Place& place = places_[*w];
             if (std::exchange(place.stamp, stamp_) == stamp_)
                 continue;
-            const double distance2 = qvLinear::distance2(pointOf(place.position), centre);
+            const double distance2 = qvLinear::distance2(widen(place.position), centre);
             if (distance2 <= sigma2_) {
                 stack_.push_back({*w, distance2});
                 __builtin_prefetch(adjVertices_->getVertices(*w)); // asked for when it is popped

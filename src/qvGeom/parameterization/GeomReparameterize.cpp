@@ -646,8 +646,7 @@ bool reparameterizeMesh::orderBoundaries(const std::vector<unsortedEdge>& edges,
 }
 
 Point reparameterizeMesh::pointOf(int vertex) const {
-    const MeshVertex& v = working_.getVertices()[vertex];
-    return {qvLinear::widen(v.x), qvLinear::widen(v.y), qvLinear::widen(v.z)};
+    return qvLinear::widen(working_.getVertices()[vertex]);
 }
 
 } // namespace qvGeom

@@ -312,9 +312,7 @@ private:
                length2 > 1e-12 * (ab.length2() * ac.length2());
     }
 
-    Point position(int vertex) const {
-        return {vertices_[vertex].x, vertices_[vertex].y, vertices_[vertex].z};
-    }
+    Point position(int vertex) const { return qvLinear::widen(vertices_[vertex]); }
 
     const MeshVertex* vertices_;
     const MeshTriangle* triangles_;

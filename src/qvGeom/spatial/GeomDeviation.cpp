@@ -31,17 +31,14 @@ public:
         for (const int v : slice) {
             if (!checkpoint(thread, slice, v))
                 break;
-            const MeshVertex& vertex = vertices_[v];
             distances_[v] =
-                isSelected(v)
-                    ? qvLinear::narrow(closestPoint.find({vertex.x, vertex.y, vertex.z}, coord))
+                isSelected(selection_, v)
+                    ? qvLinear::narrow(closestPoint.find(qvLinear::widen(vertices_[v]), coord))
                     : FLT_MAX;
         }
     }
 
 private:
-    bool isSelected(int v) const { return selection_.size() == 0 || selection_.test(v); }
-
     const MeshVertex* vertices_;
     const BitVector& selection_;
     const MeshClosestPoint& closestPoint_;

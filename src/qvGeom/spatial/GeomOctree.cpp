@@ -18,8 +18,6 @@ using qvLinear::VectorFlt;
 
 namespace {
 
-PointFlt pointOf(const MeshVertex& v) { return {v.x, v.y, v.z}; }
-
 float along(const VectorFlt& direction, const PointFlt& p) {
     // In the order of project, so that no point of a box projects outside the box's range.
     return p.x * direction.x + p.y * direction.y + p.z * direction.z;
@@ -86,7 +84,7 @@ void meshTriBoundingBox(const MeshVertex* vertices, const MeshTriangle& triangle
                         BoundingBox& box) {
     box.setInvalid();
     for (const int v : triangle.v)
-        box.extend(pointOf(vertices[v]));
+        box.extend(vertices[v]);
 }
 
 void meshTriBoundingBoxes(const CompactMesh& mesh, Array<BoundingBox>& boxes) {

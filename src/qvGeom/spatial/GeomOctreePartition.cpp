@@ -31,8 +31,6 @@ constexpr int kMinBranchVoxels = 32;
 /// Elements sent down the top of the tree at once: few enough to stay in the cache.
 constexpr int kBlock = 4096;
 
-PointFlt pointOf(const MeshVertex& v) { return {v.x, v.y, v.z}; }
-
 /// Whether the inside of `outer` holds all of `inner`; the invalid box is inside nothing.
 bool holdsStrictly(const BoundingBox& outer, const BoundingBox& inner) {
     return inner.isValid() && outer.min[0] < inner.min[0] && inner.max[0] < outer.max[0] && //
@@ -63,15 +61,15 @@ public:
     BoundingBox boxOf(int triangle) const {
         BoundingBox box;
         for (const int v : triangles_[triangle].v)
-            box.extend(pointOf(vertices_[v]));
+            box.extend(vertices_[v]);
         return box;
     }
 
     bool meets(const BoundingBox& box, int triangle) const {
         const MeshTriangle& t = triangles_[triangle];
-        const PointFlt p0 = pointOf(vertices_[t[0]]);
-        const PointFlt p1 = pointOf(vertices_[t[1]]);
-        const PointFlt p2 = pointOf(vertices_[t[2]]);
+        const PointFlt p0 = vertices_[t[0]];
+        const PointFlt p1 = vertices_[t[1]];
+        const PointFlt p2 = vertices_[t[2]];
         // The test cannot come out otherwise with a corner inside, which is most often so.
         return holds(box, p0) || holds(box, p1) || holds(box, p2) || intersects(box, p0, p1, p2);
     }
@@ -104,9 +102,9 @@ public:
     }
 
 private:
-    PointFlt start(int line) const { return pointOf(vertices_[ends_[2 * line]]); }
+    PointFlt start(int line) const { return vertices_[ends_[2 * line]]; }
 
-    PointFlt end(int line) const { return pointOf(vertices_[ends_[2 * line + 1]]); }
+    PointFlt end(int line) const { return vertices_[ends_[2 * line + 1]]; }
 
     const MeshVertex* vertices_;
     const int* ends_;

@@ -172,16 +172,6 @@ std::unique_ptr<int[]> makeInts(int count) {
     return ints;
 }
 
-/// Whether the triangle has a directed edge from `a` to `b`.
-bool runsAlong(const MeshTriangle& t, int a, int b) {
-    return (t[0] == a && t[1] == b) || (t[1] == a && t[2] == b) || (t[2] == a && t[0] == b);
-}
-
-/// The first corner that holds `v`, or -1.
-int cornerOf(const MeshTriangle& t, int v) {
-    return t[0] == v ? 0 : t[1] == v ? 1 : t[2] == v ? 2 : -1;
-}
-
 } // namespace
 
 void meshAdjTris(const CompactMesh& mesh, MeshAdjTris& result) {
@@ -238,9 +228,9 @@ void sortAdjTris(int vertex, int count, const int* tris, const MeshTriangle* tri
     std::vector<int> fan(tris, tris + count);
     for (auto current = fan.begin(); current != fan.end(); ++current) {
         const MeshTriangle& t = triangles[*current];
-        const int before = t[(cornerOf(t, vertex) + 2) % 3];
+        const int before = t[(t.cornerAt(vertex) + 2) % 3];
         const auto next = std::find_if(current + 1, fan.end(), [&](int candidate) {
-            return runsAlong(triangles[candidate], vertex, before);
+            return triangles[candidate].hasEdge(vertex, before);
         });
         if (next != fan.end())
             std::iter_swap(current + 1, next);
@@ -262,8 +252,8 @@ bool getSharedEdgeAdjacentTriangle(const int& tri, int edge, const MeshTriangle*
 
     otherCorner = -1;
     for (const int* other = adjTris.begin(searched); other != adjTris.end(searched); ++other) {
-        const int corner = cornerOf(triangles[*other], b);
-        if (*other == self || corner < 0 || (aIsHub && cornerOf(triangles[*other], a) < 0))
+        const int corner = triangles[*other].cornerAt(b);
+        if (*other == self || corner < 0 || (aIsHub && triangles[*other].cornerAt(a) < 0))
             continue;
         otherCorner = corner;
         otherTri = *other;

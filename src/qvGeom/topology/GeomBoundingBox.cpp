@@ -86,9 +86,8 @@ private:
     BoundingBox extentOfSelected(const qvUtil::IndexRange& slice) const {
         BoundingBox box;
         for (int v = slice.first; v < std::min(slice.last, selection_->size()); ++v) {
-            const MeshVertex& p = mesh_.getVertices()[v];
             if (selection_->test(v))
-                box.extend({p.x, p.y, p.z});
+                box.extend(mesh_.getVertices()[v]);
         }
         return box;
     }

@@ -17,6 +17,7 @@ namespace {
 
 using qvLinear::Point;
 using qvLinear::Vector;
+using qvLinear::widen;
 
 /// Sums up the triangles around each vertex in the order of the table, so that the rounding is the
 /// same on any number of threads.
@@ -38,9 +39,9 @@ public:
             for (const int* t = adjTris_.begin(v); t != adjTris_.end(v); ++t) {
                 __builtin_prefetch(triangles_ + *std::min(t + kLookAhead, last));
                 const MeshTriangle& triangle = triangles_[*t];
-                const Point a = pointOf(triangle[0]);
+                const Point a = widen(vertices_[triangle[0]]);
                 // The product is as long as twice the area.
-                sum += cross(pointOf(triangle[1]) - a, pointOf(triangle[2]) - a);
+                sum += cross(widen(vertices_[triangle[1]]) - a, widen(vertices_[triangle[2]]) - a);
             }
             const qvLinear::VectorFlt normal = qvLinear::narrow(qvLinear::Normal(sum));
             normals_[v] = {normal.x, normal.y, normal.z};
@@ -48,8 +49,6 @@ public:
     }
 
 private:
-    Point pointOf(int v) const { return {vertices_[v].x, vertices_[v].y, vertices_[v].z}; }
-
     int numVertices_;
     const MeshVertex* vertices_;
     const MeshTriangle* triangles_;

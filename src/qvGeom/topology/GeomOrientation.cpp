@@ -92,11 +92,6 @@ private:
     std::vector<char> oriented_; // by thread; not bits, which threads would share
 };
 
-/// Whether the triangle has a directed edge from `a` to `b`.
-bool runsAlong(const MeshTriangle& t, int a, int b) {
-    return (t[0] == a && t[1] == b) || (t[1] == a && t[2] == b) || (t[2] == a && t[0] == b);
-}
-
 /// Runs `work` on every element of an array, each thread on its slice.
 template <class T, class Work>
 class EachAlg final : public qvUtil::ThreadedAlg {
@@ -338,10 +333,10 @@ bool MeshOrient::search(bool& flipped, int seed) {
             for (const int* s = adjTris_->begin(end); s != adjTris_->end(end); ++s) {
                 if (*s == *head)
                     continue;
-                if (runsAlong(triangles[*s], b, a)) {
+                if (triangles[*s].hasEdge(b, a)) {
                     if (!visited_.test(*s))
                         visit(*s);
-                } else if (runsAlong(triangles[*s], a, b)) {
+                } else if (triangles[*s].hasEdge(a, b)) {
                     if (visited_.test(*s)) {
                         conflict_ = *s;
                         return false;

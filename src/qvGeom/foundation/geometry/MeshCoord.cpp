@@ -7,6 +7,7 @@
 
 #include "qvGeom/foundation/geometry/MeshTriangle.h"
 #include "qvGeom/foundation/geometry/MeshVertex.h"
+#include "qvGeom/foundation/linear/Convert.h"
 #include "qvGeom/foundation/linear/Tolerances.h"
 
 namespace qvGeom {
@@ -66,8 +67,7 @@ private:
 };
 
 Point cornerPosition(const MeshVertex* vertices, const MeshTriangle& triangle, int corner) {
-    const MeshVertex& vertex = vertices[triangle[corner]];
-    return {vertex.x, vertex.y, vertex.z};
+    return qvLinear::widen(vertices[triangle[corner]]);
 }
 
 } // namespace

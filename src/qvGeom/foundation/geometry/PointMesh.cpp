@@ -5,6 +5,7 @@
 #include <iterator>
 #include <utility>
 
+#include "qvGeom/foundation/linear/Convert.h"
 #include "qvGeom/foundation/linear/Range.h"
 
 namespace qvGeom {
@@ -125,7 +126,7 @@ void PointMesh::deleteAttributes(const qvString::CString& name) {
 void PointMesh::getBoundingBox(qvLinear::Range3d& range) const {
     range.setEmpty();
     for (const MeshVertex& vertex : vertices_)
-        range.include({vertex.x, vertex.y, vertex.z});
+        range.include(qvLinear::widen(vertex));
 }
 
 void PointMesh::swapPoints(PointMesh& other) noexcept {

@@ -6,22 +6,18 @@
 #include "qvGeom/foundation/geometry/MeshAdjTris.h"
 #include "qvGeom/foundation/geometry/MeshAdjVertices.h"
 #include "qvGeom/foundation/geometry/MeshVertex.h"
+#include "qvGeom/foundation/linear/Convert.h"
 #include "qvGeom/improvement/detail/SwapCriteria.h"
 
 namespace qvGeom::detail {
 
 using qvLinear::Point;
+using qvLinear::widen;
 
 namespace {
 
 constexpr int kImprovementRounds = 10;
 constexpr int kFewSides = 32; // found by looking at one after the other
-
-Point positionOf(const MeshVertex& vertex) { return {vertex.x, vertex.y, vertex.z}; }
-
-bool hasCorner(const MeshTriangle& triangle, int v) {
-    return triangle[0] == v || triangle[1] == v || triangle[2] == v;
-}
 
 } // namespace
 
@@ -60,7 +56,7 @@ bool StarRemoval::gatherPolygon(int v) {
     rim_.resize(count);
     for (int i = 0; i < count; ++i) {
         const MeshTriangle& triangle = scene_->triangles[triangles[i]];
-        const int corner = triangle[0] == v ? 0 : triangle[1] == v ? 1 : 2;
+        const int corner = triangle.cornerAt(v);
         rim_[i] = {triangle[(corner + 1) % 3], triangle[(corner + 2) % 3]};
         if (rim_[i][0] == v || rim_[i][1] == v || rim_[i][0] == rim_[i][1])
             return false;
@@ -88,14 +84,14 @@ bool StarRemoval::gatherPolygon(int v) {
 
 StarRemoval::Outcome StarRemoval::cutEars(int v, const AddedParts* added) {
     const int count = numCorners();
-    centre_ = positionOf(scene_->vertices[v]);
+    centre_ = widen(scene_->vertices[v]);
     points_.resize(count);
     before_.resize(count);
     after_.resize(count);
     outgoing_.resize(count);
     sides_.resize(3 * static_cast<std::size_t>(count - 2));
     for (int i = 0; i < count; ++i) {
-        points_[i] = positionOf(scene_->vertices[polygon_[i]]);
+        points_[i] = widen(scene_->vertices[polygon_[i]]);
         before_[i] = i > 0 ? i - 1 : count - 1;
         after_[i] = i < count - 1 ? i + 1 : 0;
         outgoing_[i] = sideOfPolygon(i);
@@ -199,8 +195,8 @@ bool StarRemoval::passesTest(int v) {
     planned_.clear();
     for (const MeshTriangle& triangle : result_)
         planned_.push_back(
-            {{positionOf(scene_->vertices[triangle[0]]), positionOf(scene_->vertices[triangle[1]]),
-              positionOf(scene_->vertices[triangle[2]])}});
+            {{widen(scene_->vertices[triangle[0]]), widen(scene_->vertices[triangle[1]]),
+              widen(scene_->vertices[triangle[2]])}});
     return scene_->test->shouldDeleteVertex(v, planned_);
 }
 
@@ -237,7 +233,7 @@ StarRemoval::Answer StarRemoval::isTriangle(int v, const int corners[3],
     const int c = corners[2];
     const MeshAdjTris& adjTris = *scene_->adjTris;
     const bool exists = std::any_of(adjTris.begin(a), adjTris.end(a), [&](int t) {
-        return hasCorner(scene_->triangles[t], b) && hasCorner(scene_->triangles[t], c);
+        return scene_->triangles[t].cornerAt(b) >= 0 && scene_->triangles[t].cornerAt(c) >= 0;
     });
     if (exists)
         return Answer::Yes;

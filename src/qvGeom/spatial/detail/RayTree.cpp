@@ -49,7 +49,7 @@ double largestOf(double x, double y, double z) {
 double edge2Of(const MeshVertex* vertices, const MeshTriangle& t) {
     double longest = 0.0;
     for (int k = 0; k < 3; ++k) {
-        const auto edge = pointOf(vertices[t[(k + 1) % 3]]) - pointOf(vertices[t[k]]);
+        const auto edge = widen(vertices[t[(k + 1) % 3]]) - widen(vertices[t[k]]);
         longest = std::max(longest, edge.length2());
     }
     return longest;
@@ -59,10 +59,8 @@ double edge2Of(const MeshVertex* vertices, const MeshTriangle& t) {
 double largestCoordinate(const Octree& octree, const CompactMesh& mesh) {
     const BoundingBox box = octree.getRoot().box;
     BoundingBox extent = box;
-    for (int v = 0; v < mesh.getNumVertices(); ++v) {
-        const MeshVertex& p = mesh.getVertices()[v];
-        extent.extend({p.x, p.y, p.z});
-    }
+    for (int v = 0; v < mesh.getNumVertices(); ++v)
+        extent.extend(mesh.getVertices()[v]);
     double largest = 0.0;
     for (int axis = 0; axis < 3; ++axis) {
         if (extent.min[axis] < box.min[axis] || extent.max[axis] > box.max[axis])
@@ -307,7 +305,7 @@ void RayTree::fillGroup(TriangleGroup& group, std::size_t first, BoundingBox& bo
             MeshVertex v{0.0F, 0.0F, 0.0F};
             if (i < sorted_.size()) {
                 v = vertices_[triangles_[sorted_[i].triangle][corner]];
-                box.extend({v.x, v.y, v.z});
+                box.extend(v);
             }
             group.corner[corner][0][lane] = v.x;
             group.corner[corner][1][lane] = v.y;

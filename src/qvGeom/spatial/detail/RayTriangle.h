@@ -22,14 +22,12 @@ struct RayTriangleHit : RayHit {
 
 inline constexpr double kMinDeterminant = 1e-6;
 
-inline qvLinear::Point pointOf(const MeshVertex& v) { return {v.x, v.y, v.z}; }
-
 /// Written so that NaN is no hit. Divides only for a hit.
 inline bool meets(const qvLinear::Point& o, const qvLinear::Vector& d, const MeshVertex& va,
                   const MeshVertex& vb, const MeshVertex& vc, RayTriangleHit& hit) {
-    const qvLinear::Point a = pointOf(va);
-    const qvLinear::Vector e1 = pointOf(vb) - a;
-    const qvLinear::Vector e2 = pointOf(vc) - a;
+    const qvLinear::Point a = qvLinear::widen(va);
+    const qvLinear::Vector e1 = qvLinear::widen(vb) - a;
+    const qvLinear::Vector e2 = qvLinear::widen(vc) - a;
     const qvLinear::Vector p = cross(d, e2);
     const double det = dot(e1, p);
     const double size = std::abs(det);
