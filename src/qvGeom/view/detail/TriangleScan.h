@@ -206,7 +206,7 @@ struct SmallTriangle {
         const float product = size[0] * size[1], longest = std::max(size[0], size[1]);
         if (!(std::abs(area) * grid.sizeX * grid.sizeY > kErrors * product * longest) ||
             !(longest < kLargest) || !(std::max(grid.sizeX, grid.sizeY) < kLargestImage) ||
-            grid.border > 0.5F)
+            !(grid.border >= 0.0F && grid.border <= 0.5F))
             return false;
 
         const float before = grid.border + kBeyond, after = grid.border - kBeyond;
