@@ -8,9 +8,9 @@
 #include "support/Random.h"
 #include "support/ScopedThreadCount.h"
 
+namespace qvGeom {
 namespace {
 
-using qvGeom::ArrayOfSets;
 using Sets = std::vector<std::vector<int>>;
 
 Sets setsOf(const ArrayOfSets& sets) {
@@ -67,18 +67,7 @@ TEST(ArrayOfSets, invertsLargeOnesOnAnyNumberOfThreads) {
     }
 }
 
-TEST(ArrayOfSets, endsTheLastSetWithTheList) {
-    ArrayOfSets sets(3, 4);
-    sets.offsets()[1] = 1;
-    sets.offsets()[2] = 4; // an empty last set: there is no offset after it
-    EXPECT_EQ(sets.setSize(1), 3);
-    EXPECT_EQ(sets.setSize(2), 0);
-    EXPECT_EQ(sets.end(2), sets.list() + 4);
-    EXPECT_EQ(ArrayOfSets(2, 0).setSize(1), 0);
-}
-
 TEST(MeshAdjVertices, copiesAndSwapsWithoutTouchingReferences) {
-    using qvGeom::MeshAdjVertices;
     const qv::Reference<MeshAdjVertices> held(
         new MeshAdjVertices(2, 2, new int[2]{2, 0}, new int[5]{1, 0, 2, 1, 5}));
     MeshAdjVertices other;
@@ -91,3 +80,4 @@ TEST(MeshAdjVertices, copiesAndSwapsWithoutTouchingReferences) {
 }
 
 } // namespace
+} // namespace qvGeom

@@ -1,6 +1,8 @@
 #include "qvGeom/foundation/geometry/Array.h"
 
+#include <array>
 #include <gtest/gtest.h>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -12,8 +14,7 @@ using qvGeom::Array;
 
 Array<int> countingUp(int size) {
     Array<int> array(size);
-    for (int i = 0; i < size; ++i)
-        array[i] = i + 1;
+    std::iota(array.begin(), array.end(), 1);
     return array;
 }
 
@@ -71,9 +72,8 @@ TEST(Array, borrowsTheStorageOfAHost) {
 
 TEST(ArrayMap, findsTheFirstOfEqualKeys) {
     qvGeom::ArrayMap<int, int> map(4);
-    const int keys[] = {7, 3, 7, 5};
     for (int i = 0; i < 4; ++i)
-        map[i] = {keys[i], i};
+        map[i] = {std::array{7, 3, 7, 5}[i], i};
     map.sort();
     EXPECT_TRUE(*map.find(7) == 0 && *map.find(3) == 1 && !map.find(4));
 }

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <vector>
 
+#include "qvGeom/foundation/geometry/Remap.h"
+
 #include "support/MeshBuilders.h"
 #include "support/Random.h"
 
@@ -36,11 +38,12 @@ TEST(BitVector, agreesWithAVectorOfFlags) {
         }
         case 1: {
             BitVector other(random.below(100));
-            for (int i = 0; i < other.size(); i += 3)
+            for (int i = 0; i < other.size(); i += 3) {
                 other.set(i);
+                if (i < bits.size())
+                    flags[i] = true;
+            }
             bits |= other;
-            for (int i = 0; i < other.size() && i < bits.size(); i += 3)
-                flags[i] = true;
             break;
         }
         case 2:
@@ -68,6 +71,18 @@ TEST(BitVector, countsRepeatedIndicesOnceAndSelectsEverythingWhenEmpty) {
     EXPECT_TRUE(isSelected(BitVector(), 12));
     EXPECT_FALSE(isSelected(BitVector(13), 12));
     EXPECT_TRUE(isSelected(test::selectionOf(13, {12}), 12));
+}
+
+TEST(Remap, deleteMapNumbersWhatIsKeptInOldOrder) {
+    qvGeom::Remap remap(6, 6);
+    std::vector<int> indices{5, 4, 3, 2, 1, 0};
+    remap.setDeleteMap(BitVector()); // nothing
+    remap(indices.data(), 6);
+    EXPECT_EQ(indices, (std::vector{5, 4, 3, 2, 1, 0}));
+    remap.setDeleteMap(test::selectionOf(6, {0, 3, 4}));
+    remap(indices.data(), 5);
+    EXPECT_EQ(indices, (std::vector{2, -1, -1, 1, 0, 0}));
+    EXPECT_EQ(remap.getNewCount(), 3);
 }
 
 } // namespace

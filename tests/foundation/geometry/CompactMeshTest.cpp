@@ -1,35 +1,14 @@
 #include "qvGeom/foundation/geometry/CompactMesh.h"
 
 #include <algorithm>
+#include <cmath>
 #include <gtest/gtest.h>
-#include <limits>
-#include <string>
 
-#include "qvGeom/foundation/geometry/MeshModification.h"
-
+#include "support/HeardNotices.h"
 #include "support/MeshBuilders.h"
 
+namespace qvGeom {
 namespace {
-
-using qvGeom::CompactMesh;
-using qvGeom::MeshModification;
-using qvGeom::PointMesh;
-
-/// Lets `heard` say from now on what the mesh announces, in order.
-void listenTo(const CompactMesh& mesh, std::string& heard) {
-    mesh.getModifiedSignal().addCallback(
-        [](void* user, qvRTB::EntityModification& notice) {
-            *static_cast<std::string*>(user) += notice.getEntity() ? "modified " : "nobody ";
-        },
-        &heard);
-    mesh.getDestroyedSignal().addCallback(
-        [](void* user, qvRTB::Entity* entity) {
-            const auto* const dying = dynamic_cast<CompactMesh*>(entity); // null once half gone
-            *static_cast<std::string*>(user) +=
-                dying ? "destroyed with " + std::to_string(dying->getNumTriangles()) : "half gone";
-        },
-        &heard);
-}
 
 CompactMesh meshWithChannels() {
     CompactMesh mesh = test::strip(2);
@@ -61,8 +40,8 @@ TEST(CompactMesh, channelsFollowTheirElements) {
 
 TEST(CompactMesh, copiesIntoItsBlocksAndFromItself) {
     CompactMesh mesh = test::strip(2);
-    const qvGeom::MeshVertex* const vertices = mesh.getVertices();
-    const qvGeom::MeshTriangle* const triangles = mesh.getTriangles();
+    const MeshVertex* const vertices = mesh.getVertices();
+    const MeshTriangle* const triangles = mesh.getTriangles();
     const CompactMesh other = test::grid(1, 1);
     mesh.copyVertices(4, other.getVertices());
     mesh.copyTriangles(2, other.getTrianglesRaw());
@@ -76,11 +55,16 @@ TEST(CompactMesh, copiesIntoItsBlocksAndFromItself) {
 }
 
 TEST(CompactMesh, copyAssignAndSwapMoveDataButNotListeners) {
-    std::string heard;
+    int numTrianglesAtDeath = -1;
     {
         CompactMesh first = meshWithChannels();
         CompactMesh second = test::bowTie();
-        listenTo(first, heard);
+        test::HeardNotices notices(first);
+        first.getDestroyedSignal().addCallback(
+            [](void* user, qvRTB::Entity* entity) { // not a mesh once half gone
+                *static_cast<int*>(user) = dynamic_cast<CompactMesh&>(*entity).getNumTriangles();
+            },
+            &numTrianglesAtDeath);
         CompactMesh copy = first;
         second.swap(copy);
         copy = second;
@@ -89,20 +73,20 @@ TEST(CompactMesh, copyAssignAndSwapMoveDataButNotListeners) {
         EXPECT_TRUE(copy.getNormalsComputed() && copy.getColours()[3].a == 4);
         EXPECT_TRUE(copy.getTriangleNormals()[1].y == 1);
         EXPECT_EQ(copy.getAttributes("heat")->getValues()[3], 7);
-        EXPECT_EQ(heard, "");
         for (CompactMesh* const mesh : {&second, &copy, &first}) {
+            EXPECT_EQ(notices.take(), "");
             MeshModification notice(mesh, MeshModification::Geometry);
             mesh->modified(notice);
         }
+        EXPECT_EQ(notices.take(), "Geometry;");
     }
-    EXPECT_EQ(heard, "modified destroyed with 2");
+    EXPECT_EQ(numTrianglesAtDeath, 2);
 }
 
 TEST(CompactMesh, derivesLineStripStartsAnewWhenAsked) {
     CompactMesh mesh;
     mesh.resizeLineStripArrays(3, 7);
-    const int lengths[] = {2, 4, 1};
-    std::copy_n(lengths, 3, mesh.getLineStripLengths());
+    std::ranges::copy(std::array{2, 4, 1}, mesh.getLineStripLengths());
     EXPECT_EQ(mesh.getLineStripStarts()[2], 6);
     mesh.getLineStripLengths()[1] = 3;
     mesh.clearLineStripStarts();
@@ -112,18 +96,17 @@ TEST(CompactMesh, derivesLineStripStartsAnewWhenAsked) {
 TEST(PointMesh, keepsNamedAttributesApart) {
     PointMesh mesh;
     EXPECT_EQ(mesh.allocAttributes(PointMesh::NormalsName, 3), nullptr);
-    qvGeom::MeshAttributes* const heat = mesh.allocAttributes("heat", 3);
+    MeshAttributes* const heat = mesh.allocAttributes("heat", 3);
     mesh.allocAttributes("age", 1);
     heat->getValues()[1] = 5;
-    heat->getValues()[2] = std::numeric_limits<float>::quiet_NaN();
+    heat->getValues()[2] = NAN;
     float smallest = -1, largest = -1;
     heat->getRange(smallest, largest);
     EXPECT_TRUE(smallest == 0 && largest == 5);
-    EXPECT_EQ(mesh.allocAttributes("heat", 2), heat);
-    EXPECT_EQ(heat->getNumElements(), 2);
+    EXPECT_TRUE(mesh.allocAttributes("heat", 2) == heat && heat->getNumElements() == 2);
     mesh.deleteAttributes("heat");
-    EXPECT_EQ(mesh.getAttributes("heat"), nullptr);
-    EXPECT_EQ(mesh.getAttributes(0)->getName(), "age");
+    EXPECT_TRUE(!mesh.getAttributes("heat") && mesh.getAttributes(0)->getName() == "age");
 }
 
 } // namespace
+} // namespace qvGeom

@@ -1,8 +1,8 @@
 #include "qvGeom/foundation/geometry/Frustum.h"
 
+#include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
-#include <limits>
 
 #include "qvGeom/foundation/linear/Plane.h"
 #include "qvGeom/foundation/linear/Tolerances.h"
@@ -12,12 +12,9 @@
 namespace qvGeom {
 namespace {
 
-using qvLinear::AffineMatrix;
-using qvLinear::HPoint;
 using qvLinear::Normal;
 using qvLinear::Point;
 using qvLinear::ProjMatrix;
-using qvLinear::Vector;
 
 /// Looks down -z through a window on the near plane; `zz` and `wz` place the far plane.
 ProjMatrix perspective(double left, double right, double bottom, double top, double near, double zz,
@@ -47,20 +44,10 @@ ProjMatrix orthographic() {
     return m;
 }
 
-AffineMatrix worldToEye() {
-    AffineMatrix m;
-    m.rotate(Normal::x, Normal(1, -2, 0.5));
-    m.m[3][0] = 3;
-    m.m[3][2] = -7;
-    return m;
-}
-
 bool isInside(const Frustum& frustum, const Point& p) {
-    for (const Frustum::Face& face : frustum.face) {
-        if (isAbove(qvLinear::Plane(face.point, face.outward), p, qvLinear::epsilonTol))
-            return false;
-    }
-    return true;
+    return std::ranges::none_of(frustum.face, [&](const Frustum::Face& face) {
+        return isAbove(qvLinear::Plane(face.point, face.outward), p, qvLinear::epsilonTol);
+    });
 }
 
 TEST(Frustum, cornersAreNumberedRightTopFar) {
@@ -84,14 +71,18 @@ TEST(Frustum, holdsWhatTheProjectionShows) {
     const ProjMatrix lenses[] = {finitePerspective(1, 10), orthographic(),
                                  perspective(-1, 1, -1, 1, 1, e - 1, e - 2),
                                  perspective(-1, 2, -3, 1, 0.1, -1, -0.2)};
+    qvLinear::AffineMatrix worldToEye;
+    worldToEye.rotate(Normal::x, Normal(1, -2, 0.5));
+    worldToEye.m[3][0] = 3;
+    worldToEye.m[3][2] = -7;
     test::Random random(5);
     for (const ProjMatrix& lens : lenses) {
-        const ProjMatrix worldToClip = ProjMatrix(worldToEye()) * lens;
+        const ProjMatrix worldToClip = ProjMatrix(worldToEye) * lens;
         const Frustum frustum(worldToClip);
         int shown = 0;
         for (int k = 0; k < 20000; ++k) {
             const Point p = random.point(20);
-            const HPoint h = toHPoint(p) * worldToClip;
+            const qvLinear::HPoint h = toHPoint(p) * worldToClip;
             const bool wanted =
                 std::abs(h.x) <= h.w && std::abs(h.y) <= h.w && std::abs(h.z) <= h.w;
             EXPECT_EQ(isInside(frustum, p), wanted) << p.x << ' ' << p.y << ' ' << p.z;
@@ -116,12 +107,12 @@ TEST(Frustum, infiniteFarCornersLieFarAlongTheirEdges) {
 
 TEST(Frustum, singularMatrixHasNoCorners) {
     ProjMatrix broken = finitePerspective(1, 10);
-    broken.m[1][1] = std::numeric_limits<double>::infinity();
+    broken.m[1][1] = INFINITY;
     for (const ProjMatrix& m : {ProjMatrix(), broken}) {
         const Frustum frustum(m);
         for (const Point& corner : frustum.corner)
             EXPECT_TRUE(std::isnan(corner.x) && std::isnan(corner.y) && std::isnan(corner.z));
-        EXPECT_EQ(frustum.getVector(), (Vector{0, 0, 0}));
+        EXPECT_EQ(frustum.getVector(), (qvLinear::Vector{0, 0, 0}));
         EXPECT_TRUE(isInside(frustum, {0, 0, -5}));
     }
 }

@@ -1,6 +1,7 @@
 #include "qvGeom/foundation/geometry/MeshCoord.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <gtest/gtest.h>
 
@@ -9,12 +10,9 @@
 
 #include "support/Random.h"
 
+namespace qvGeom {
 namespace {
 
-using qvGeom::MeshCoord;
-using qvGeom::MeshCoordBase;
-using qvGeom::MeshTriangle;
-using qvGeom::MeshVertex;
 using qvLinear::Point;
 
 constexpr MeshTriangle kFirstThree = {{0, 1, 2}};
@@ -51,20 +49,14 @@ TEST(MeshCoord, staysOnThePlaneUnclamped) {
     const MeshVertex vertices[] = {{9, 9, 9}, {0, 0, 1}, {2, 0, 1}, {0, 4, 1}};
     const MeshTriangle triangles[] = {{{0, 1, 2}}, {{1, 2, 3}}};
 
-    const struct {
-        Point p;
-        double w[3];
-    } cases[] = {
-        {{0.5, 1, 7}, {0.5, 0.25, 0.25}},
-        {{-2, 0, -3}, {2, -1, 0}},
-        {{0, -8, 0}, {3, 0, -2}},
-    };
-
-    for (const auto& [p, w] : cases) {
+    for (const auto& [p, w] :
+         {std::pair<Point, std::array<double, 3>>{{0.5, 1, 7}, {0.5, 0.25, 0.25}},
+          {{-2, 0, -3}, {2, -1, 0}},
+          {{0, -8, 0}, {3, 0, -2}}}) {
         MeshCoord coord;
         coord.setFromPoint(1, vertices, triangles, p);
         EXPECT_EQ(coord.triangle, 1);
-        EXPECT_TRUE(std::equal(w, w + 3, coord.w)) << p.x << ' ' << p.y;
+        EXPECT_TRUE(std::equal(w.begin(), w.end(), coord.w)) << p.x << ' ' << p.y;
         EXPECT_EQ(coord.evaluate(vertices, triangles), (Point{p.x, p.y, 1}));
     }
 }
@@ -100,3 +92,4 @@ TEST(MeshCoord, isFiniteForEveryFiniteInput) {
 }
 
 } // namespace
+} // namespace qvGeom

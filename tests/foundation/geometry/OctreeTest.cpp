@@ -1,9 +1,10 @@
 #include "qvGeom/foundation/geometry/Octree.h"
 
 #include <algorithm>
+#include <array>
 #include <cfloat>
+#include <cmath>
 #include <gtest/gtest.h>
-#include <limits>
 #include <vector>
 
 #include "qvGeom/foundation/geometry/MeshVertex.h"
@@ -17,8 +18,7 @@ namespace {
 
 using Points = std::vector<MeshVertex>;
 
-constexpr float kInf = std::numeric_limits<float>::infinity();
-constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInf = INFINITY, kNaN = NAN;
 
 Points randomPoints(int count, double zExtent = 1) {
     test::Random random(count);
@@ -140,8 +140,7 @@ TEST(Octree, boundsDepthAndBoxes) {
     // Without points or a box there is nothing.
     for (const Octree& octree : {Octree(0, nullptr, boxOf(pair), true, 1),
                                  Octree(3, &pair[0].x, BoundingBox(), true, 1)}) {
-        EXPECT_EQ(octree.getNumVoxels(), 0);
-        EXPECT_EQ(octree.getDepth(), 1);
+        EXPECT_TRUE(octree.getNumVoxels() == 0 && octree.getDepth() == 1);
         OctreeIterator root = octree.getRoot();
         EXPECT_FALSE(root.isLeaf() || root.descend(0) || root.descend(7));
     }
@@ -171,8 +170,7 @@ TEST(Octree, nodeOrderingGoesFrontToBack) {
     int order[8];
     octree.getNodeOrdering({kNaN, kInf, -kInf}, order);
     std::sort(order, order + 8);
-    for (int k = 0; k < 8; ++k)
-        EXPECT_EQ(order[k], k);
+    EXPECT_TRUE(std::ranges::equal(order, std::array{0, 1, 2, 3, 4, 5, 6, 7}));
 }
 
 } // namespace
