@@ -1,105 +1,51 @@
 #include "qvGeom/spatial/GeomRayTrace.h"
 
-#include <algorithm>
 #include <array>
 #include <cfloat>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
-#include <optional>
-#include <random>
+#include <set>
 #include <utility>
 #include <vector>
 
-#include "qvGeom/foundation/geometry/CompactMesh.h"
-#include "qvGeom/foundation/geometry/Octree.h"
-#include "qvGeom/foundation/geometry/OctreeTris.h"
 #include "qvGeom/foundation/geometry/Ray.h"
-#include "qvGeom/spatial/GeomOctree.h"
+#include "qvGeom/foundation/linear/Linear.h"
 #include "qvGeom/spatial/GeomOctreeIterators.h"
-#include "qvGeom/topology/GeomBoundingBox.h"
 
 #include "support/MeshBuilders.h"
 #include "support/MeshFiles.h"
+#include "support/Random.h"
+#include "support/Trees.h"
 
+namespace qvGeom {
 namespace {
 
-using qvGeom::CompactMesh;
-using qvGeom::MeshVertex;
-using qvGeom::Octree;
-using qvGeom::QuadRay;
+using qvLinear::Point;
 using qvLinear::PointFlt;
 using qvLinear::Vector;
 using qvLinear::VectorFlt;
+using test::IndexedMesh;
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr VectorFlt kUp{0, 0, 1};
 
-struct Subject {
-    CompactMesh mesh;
-    qvGeom::BoundingBox box;
-    std::optional<Octree> octree;
-    qvGeom::OctreeTris tris;
-
-    explicit Subject(const CompactMesh& from, int verticesPerLeaf = 16) : mesh(from) {
-        meshBoundingBox(mesh, box);
-        octree.emplace(mesh.getNumVertices(), mesh.getVerticesRaw(), box, true, verticesPerLeaf);
-        computeOctreeTris(mesh, *octree, tris);
-    }
-};
-
-struct Query {
-    PointFlt origin;
-    VectorFlt direction;
-};
-
-/// The same by solving for the weights and the distance with Cramer's rule, in long double.
-/// `margin` is how far inside the triangle and how far from a determinant too small the hit is.
-double crossing(const CompactMesh& mesh, int triangle, const Query& ray, double& margin) {
-    using Real = long double;
-    const auto& t = mesh.getTriangles()[triangle];
-    const MeshVertex *a = mesh.getVertices() + t[0], *b = mesh.getVertices() + t[1],
-                     *c = mesh.getVertices() + t[2];
-    const Real m[4][3] = {
-        {Real(b->x) - a->x, Real(b->y) - a->y, Real(b->z) - a->z},
-        {Real(c->x) - a->x, Real(c->y) - a->y, Real(c->z) - a->z},
-        {-Real(ray.direction.x), -Real(ray.direction.y), -Real(ray.direction.z)},
-        {Real(ray.origin.x) - a->x, Real(ray.origin.y) - a->y, Real(ray.origin.z) - a->z}};
-    const auto det = [&m](int i, int j, int k) {
-        return m[i][0] * (m[j][1] * m[k][2] - m[j][2] * m[k][1]) -
-               m[i][1] * (m[j][0] * m[k][2] - m[j][2] * m[k][0]) +
-               m[i][2] * (m[j][0] * m[k][1] - m[j][1] * m[k][0]);
-    };
-    const Real whole = det(0, 1, 2);
-    const Real u = det(3, 1, 2) / whole, v = det(0, 3, 2) / whole, distance = det(0, 1, 3) / whole;
-    const Real inside = std::min({u, v, 1 - u - v});
-    margin = std::abs(whole) < 1e-6L ? -1.0 : static_cast<double>(inside);
-    return static_cast<double>(distance);
+template <class Walk, class Query>
+std::set<int> leavesOf(Walk& walk, const Query& query) {
+    std::set<int> leaves;
+    for (walk.reset(query); walk.valid(); walk.next())
+        EXPECT_TRUE(leaves.insert(walk.get().leafIndex()).second);
+    return leaves;
 }
 
-/// The nearest hit over all triangles with more than `margin` to spare.
-double nearestOf(const CompactMesh& mesh, const Query& ray, double margin) {
-    double best = FLT_MAX;
-    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-        double inside = -1.0;
-        const double distance = crossing(mesh, t, ray, inside);
-        if (inside > margin && distance > 1e-6 * (1.0 + margin))
-            best = std::min(best, distance);
-    }
-    return best;
-}
-
-Vector widened(const VectorFlt& v) { return {v.x, v.y, v.z}; }
-
-/// The nearest hit beyond `from` of all triangles in the leaves of a walk: what tracers must find.
-template <class Walk>
-QuadRay::Hit nearestIn(const Subject& subject, Walk& walk, PointFlt o, const Vector& d,
-                       double from) {
+/// The nearest hit beyond `from` of all triangles in some leaves.
+QuadRay::Hit nearestIn(const IndexedMesh& subject, const std::set<int>& leaves, const PointFlt& o,
+                       const Vector& d, double from) {
     QuadRay::Hit best{false, FLT_MAX, -1};
-    for (; walk.valid(); walk.next()) {
-        const int leaf = walk.get().leafIndex();
+    const MeshVertex* const v = subject.mesh.getVertices();
+    for (const int leaf : leaves) {
         for (const int* t = subject.tris.begin(leaf); t < subject.tris.end(leaf); ++t) {
-            const auto& tri = subject.mesh.getTriangles()[*t];
-            const MeshVertex* const v = subject.mesh.getVertices();
+            const MeshTriangle& tri = subject.mesh.getTriangles()[*t];
             double at = 0, u = 0, w = 0;
             if (intersectRayTriangle(o, d, v[tri[0]], v[tri[1]], v[tri[2]], at, u, w) &&
                 at > from && std::pair(at, *t) < std::pair(best.t, best.hit ? best.triangle : *t))
@@ -109,30 +55,60 @@ QuadRay::Hit nearestIn(const Subject& subject, Walk& walk, PointFlt o, const Vec
     return best;
 }
 
-void checkRays(const Subject& subject, const std::vector<Query>& rays) {
-    qvGeom::RayTracer any(*subject.octree, subject.tris, &subject.mesh);
-    qvGeom::RayTracer nearest(*subject.octree, subject.tris, &subject.mesh);
-    qvGeom::QuadRayTracer four(*subject.octree, subject.tris, &subject.mesh);
-    qvGeom::OctreeRayIntersectIt walk(*subject.octree);
-    qvGeom::OctreeQuadRayIntersectIt walkOfFour(*subject.octree);
+/// Ray `i` of a mix with origins in and around the box, on vertices and in triangles; directions at
+/// random, to vertices, edges and middles, and with components that are 0.
+std::pair<PointFlt, VectorFlt> someRay(const IndexedMesh& subject, int i, test::Random& random) {
+    const BoundingBox& box = subject.octree.getRoot().box;
+    const auto place = [&] {
+        const Vector d = 0.5 * widen(box.maxPt() - box.minPt()), share = random.vector(1.4);
+        return narrow(box.center() + Vector{d.x * share.x, d.y * share.y, d.z * share.z});
+    };
+    const auto onMesh = [&](int corners) {
+        const auto [a, b, c] = subject.corners(random.below(subject.mesh.getNumTriangles()));
+        return narrow(corners == 1   ? a
+                      : corners == 2 ? combine(0.5, a, 0.5, b)
+                                     : combine(1 / 3.0, a, 1 / 3.0, b, 1 / 3.0, c));
+    };
+    const PointFlt from = i % 3 == 0 ? onMesh(1 + i % 2 * 2) : place();
+    VectorFlt d = (i % 4 == 0 ? place() : onMesh(i % 4)) - from;
+    if (i % 5 == 0)
+        (i % 2 ? d.x : d.y) = 0.0F;
+    if (i % 10 == 0)
+        d.z = i % 20 ? -0.0F : 0.0F;
+    if (i % 500 == 499) // many lengths of the mesh away
+        d = d * 1000.0F;
+    return {from, d};
+}
+
+/// Tracers find the nearest in the leaves that a walk meets, which is the nearest of all.
+void checkRays(const IndexedMesh& subject, int count) {
+    RayTracer any(subject.octree, subject.tris, &subject.mesh);
+    RayTracer nearest(subject.octree, subject.tris, &subject.mesh);
+    QuadRayTracer four(subject.octree, subject.tris, &subject.mesh);
+    OctreeRayIntersectIt walk(subject.octree);
+    OctreeQuadRayIntersectIt walkOfFour(subject.octree);
     nearest.setFindNearestHit(true);
-    for (std::size_t i = 0; i < rays.size(); ++i) {
-        const auto& [o, e] = rays[i];
-        const Vector d = widened(e);
+    OctreeLeafIterator allLeaves(subject.octree);
+    const std::set<int> all = leavesOf(allLeaves, subject.octree);
+    test::Random random(7);
+    for (int i = 0; i < count; ++i) {
+        const auto [o, e] = someRay(subject, i, random);
+        const Vector d = widen(e);
         SCOPED_TRACE(testing::Message() << "from " << o.x << ' ' << o.y << ' ' << o.z << " along "
                                         << d.x << ' ' << d.y << ' ' << d.z);
-        const qvGeom::Ray ray(o, d);
-        walk.reset(ray);
-        const QuadRay::Hit expected = nearestIn(subject, walk, o, d, double{1e-6F});
+        const QuadRay::Hit expected =
+            nearestIn(subject, leavesOf(walk, Ray(o, d)), o, d, double{1e-6F});
         ASSERT_EQ(nearest.intersect(o, d), expected.hit);
         ASSERT_EQ(nearest.intersectionDist(), expected.t);
         ASSERT_EQ(any.intersect(o, d), expected.hit);
         ASSERT_EQ(any.intersectionDist(), 3.4028234663852886e38);
-        if (i % 50 == 0) { // no hit is behind the nearest sure one nor before any possible one
-            const double sure = nearestOf(subject.mesh, rays[i], 1e-9);
-            const double possible = nearestOf(subject.mesh, rays[i], -1e-9);
-            ASSERT_LE(expected.t, sure + 1e-9 * std::abs(sure));
-            ASSERT_GE(expected.t, possible - 1e-9 * std::abs(possible));
+        if (i % 23 == 0) {
+            ASSERT_EQ(nearestIn(subject, all, o, d, double{1e-6F}).t, expected.t);
+            const QuadRay spread(o, e, {e.y, e.z, -e.x}, {-e.x, e.y, 0}, {0, 0, e.z});
+            std::set<int> ofEach;
+            for (int r = 0; r < 4; ++r)
+                ofEach.merge(leavesOf(walk, Ray(o, spread.getDirection(r))));
+            ASSERT_EQ(leavesOf(walkOfFour, spread), ofEach);
         }
         if (i % 4 != 0)
             continue;
@@ -141,51 +117,13 @@ void checkRays(const Subject& subject, const std::vector<Query>& rays) {
             i % 8 ? VectorFlt{-e.y, e.z, e.x} : VectorFlt{e.x, e.y, 1.01F * e.z};
         QuadRay quad(o, e, {1.02F * e.x, e.y, e.z}, {e.x, 0.97F * e.y, e.z}, other);
         four.intersect(quad);
+        const std::set<int> leaves = leavesOf(walkOfFour, quad);
         for (int r = 0; r < 4; ++r) {
-            walkOfFour.reset(quad);
-            const auto hit = nearestIn(subject, walkOfFour, o, quad.getDirection(r), 1e-12);
+            const auto hit = nearestIn(subject, leaves, o, quad.getDirection(r), 1e-12);
             ASSERT_EQ(quad.getHit(r).t, hit.t);
             ASSERT_EQ(quad.getHit(r).triangle, hit.triangle);
         }
     }
-}
-
-/// Origins in and around the box, on vertices and in triangles; directions at random, to vertices,
-/// edges and middles, and with components that are 0.
-std::vector<Query> raysThrough(const Subject& subject, int count) {
-    std::mt19937 random(7);
-    std::uniform_real_distribution<float> unit(-0.2F, 1.2F);
-    const auto& box = subject.box;
-    const auto place = [&] {
-        const auto at = [&](int axis) {
-            return box.min[axis] + unit(random) * (box.max[axis] - box.min[axis]);
-        };
-        return PointFlt{at(0), at(1), at(2)};
-    };
-    const auto onMesh = [&](int corners) {
-        const auto t = random() % static_cast<unsigned>(subject.mesh.getNumTriangles());
-        PointFlt p{0, 0, 0};
-        for (int k = 0; k < corners; ++k) {
-            const MeshVertex& v = subject.mesh.getVertices()[subject.mesh.getTriangles()[t][k]];
-            const float share = 1.0F / static_cast<float>(corners);
-            p = {p.x + share * v.x, p.y + share * v.y, p.z + share * v.z};
-        }
-        return p;
-    };
-    std::vector<Query> rays;
-    for (int i = 0; i < count; ++i) {
-        const PointFlt from = i % 3 == 0 ? onMesh(1 + i % 2 * 2) : place();
-        const PointFlt to = i % 4 == 0 ? place() : onMesh(i % 4);
-        VectorFlt d = to - from;
-        if (i % 5 == 0)
-            (i % 2 ? d.x : d.y) = 0.0F;
-        if (i % 10 == 0)
-            d.z = i % 20 ? -0.0F : 0.0F;
-        if (i % 500 == 499) // many lengths of the mesh away
-            d = {1000 * d.x, 1000 * d.y, 1000 * d.z};
-        rays.push_back({from, d});
-    }
-    return rays;
 }
 
 CompactMesh scaled(CompactMesh mesh, float scale) {
@@ -202,129 +140,104 @@ TEST(RayTracer, findsWhatAllTrianglesGive) {
 #else
     constexpr int kRays = 1000;
 #endif
-    const struct {
-        CompactMesh mesh;
-        int verticesPerLeaf;
-    } cases[] = {{test::sphere(20, 30), 16},
-                 {test::grid(20, 20), 16}, // boxes without height, vertices on their sides
-                 {test::randomMesh(3, 300, 400), 4},
-                 {scaled(test::sphere(20, 30), 1e6F), 16}, // rounding decides at some edges
-                 {scaled(test::randomMesh(5, 60, 100), 1e17F), 4}};
-
-    for (const auto& c : cases) {
-        const Subject subject(c.mesh, c.verticesPerLeaf);
-        SCOPED_TRACE(testing::Message() << "up to " << subject.box.max[0]);
-        checkRays(subject, raysThrough(subject, kRays));
-    }
+    checkRays(IndexedMesh(test::sphere(20, 30)), kRays);
+    checkRays(IndexedMesh(test::grid(20, 20)), kRays); // boxes without height, vertices on sides
+    checkRays(IndexedMesh(test::randomMesh(3, 300, 400), 4), kRays);
+    checkRays(IndexedMesh(scaled(test::sphere(20, 30), 1e6F)), kRays); // rounding decides at edges
+    checkRays(IndexedMesh(scaled(test::randomMesh(5, 60, 100), 1e17F), 4), kRays);
     for (const char* name : {"mannequin.mesh", "terrain.mesh", "patella.mesh"}) {
         SCOPED_TRACE(name);
         const CompactMesh mesh = test::readMeshFile(name);
         ASSERT_GT(mesh.getNumTriangles(), 0);
-        const Subject real(mesh);
-        checkRays(real, raysThrough(real, 60));
+        checkRays(IndexedMesh(mesh), 240);
     }
 }
 
-/// A square of 2 x 2 at each of the heights, facing up.
-CompactMesh floors(const std::vector<float>& heights) {
-    std::vector<MeshVertex> vertices;
-    std::vector<qvGeom::MeshTriangle> triangles;
-    for (const float z : heights) {
-        const int v = static_cast<int>(vertices.size());
-        for (const auto& [x, y] : {std::pair{-1.F, -1.F}, {1.F, -1.F}, {1.F, 1.F}, {-1.F, 1.F}})
-            vertices.push_back({x, y, z});
-        triangles.push_back({{v, v + 1, v + 2}});
-        triangles.push_back({{v, v + 2, v + 3}});
-    }
-    return test::meshOf(vertices, triangles);
+/// Two large triangles at these heights, facing up.
+CompactMesh floors(float low, float high) {
+    return test::meshOf(
+        {{-9, -9, low}, {9, -9, low}, {0, 9, low}, {-9, -9, high}, {9, -9, high}, {0, 9, high}},
+        {{{0, 1, 2}}, {{3, 4, 5}}});
 }
 
 TEST(RayTracer, leavesTheTriangleItStartsOn) {
-    const Subject subject(floors({0.0F, 2.0F}));
-    qvGeom::RayTracer tracer(*subject.octree, subject.tris, &subject.mesh);
+    const IndexedMesh subject(floors(0, 2));
+    RayTracer tracer(subject.octree, subject.tris, &subject.mesh);
     tracer.setFindNearestHit(true);
-    for (const double up : {1.0, 0.5}) { // distances are in units of the direction
-        EXPECT_TRUE(tracer.intersect({0.5F, 0, 0}, {0, 0, up}));
-        EXPECT_EQ(tracer.intersectionDist(), 2.0 / up);
-    }
+    EXPECT_TRUE(tracer.intersect({0.5F, 0, 0}, {0, 0, 0.5}));
+    EXPECT_EQ(tracer.intersectionDist(), 4.0); // in units of the direction
     // A packet takes hits from much nearer than a single ray.
     const PointFlt justBelow{0.5F, 0.1F, -5e-7F};
     EXPECT_TRUE(tracer.intersect(justBelow, {0, 0, 1}));
     EXPECT_GT(tracer.intersectionDist(), 1.0);
-    const VectorFlt up{0, 0, 1};
-    QuadRay quad(justBelow, up, up, up, {0, 0, -1});
-    qvGeom::QuadRayTracer(*subject.octree, subject.tris, &subject.mesh).intersect(quad);
+    QuadRay quad(justBelow, kUp, kUp, kUp, {0, 0, -1});
+    QuadRayTracer(subject.octree, subject.tris, &subject.mesh).intersect(quad);
     EXPECT_NEAR(quad.getHit(0).t, 5e-7, 1e-12);
     EXPECT_FALSE(quad.getHit(3).hit);
-    EXPECT_EQ(quad.getHit(3).triangle, -1);
 }
 
 TEST(RayTracer, endsWithoutHitOnNoNumbersAndEmptyMeshes) {
     for (const CompactMesh& mesh : {test::sphere(10, 10), CompactMesh()}) {
-        const Subject subject(mesh);
-        qvGeom::RayTracer tracer(*subject.octree, subject.tris, &subject.mesh);
-        qvGeom::QuadRayTracer four(*subject.octree, subject.tris, &subject.mesh);
+        const IndexedMesh subject(mesh);
+        RayTracer tracer(subject.octree, subject.tris, &subject.mesh);
+        QuadRayTracer four(subject.octree, subject.tris, &subject.mesh);
         for (const Vector& d : {Vector{kNaN, kNaN, kNaN}, {kNaN, 1, 0}, {0, 0, 0}}) {
             EXPECT_FALSE(tracer.intersect({0, 0, 0}, d));
-            const VectorFlt f{static_cast<float>(d.x), static_cast<float>(d.y), 0};
+            const VectorFlt f = narrow(d);
             QuadRay quad({0, 0, 0}, f, f, f, {1, 0.1F, 0.1F});
             four.intersect(quad);
             EXPECT_FALSE(quad.getHit(0).hit);
             EXPECT_EQ(quad.getHit(3).hit, mesh.getNumTriangles() > 0); // the others do not matter
         }
-        EXPECT_FALSE(tracer.intersect({static_cast<float>(kNaN), 0, 0}, {1, 0, 0}));
+        EXPECT_FALSE(tracer.intersect({qvLinear::narrow(kNaN), 0, 0}, {1, 0, 0}));
     }
 }
 
 TEST(QuadRay, passesThroughBackFacesUpToTheCullDistance) {
-    const Subject subject(floors({1.0F, 3.0F}));
-    qvGeom::QuadRayTracer tracer(*subject.octree, subject.tris, &subject.mesh);
-    const VectorFlt up{0, 0, 1};
+    const IndexedMesh subject(floors(1, 3));
+    QuadRayTracer tracer(subject.octree, subject.tris, &subject.mesh);
     const auto distance = [&](bool cull, float z, VectorFlt along) {
-        QuadRay quad({0.5F, 0, z}, up, along, up, up, cull);
+        QuadRay quad({0.5F, 0, z}, kUp, along, kUp, kUp, cull);
         tracer.intersect(quad);
         return quad.getHit(1).t;
     };
-    EXPECT_EQ(distance(false, 0, up), 1.0);
-    EXPECT_EQ(distance(true, 0, up), FLT_MAX);
+    EXPECT_EQ(distance(false, 0, kUp), 1.0);
+    EXPECT_EQ(distance(true, 0, kUp), FLT_MAX);
     EXPECT_EQ(distance(true, 4, {0, 0, -1}), 1.0); // from above
     QuadRay::setBackfaceCullDistance(2.0F);
-    EXPECT_EQ(distance(true, 0, up), 3.0);
-    qvGeom::setBackfaceCullDistance(std::numeric_limits<double>::infinity());
-    EXPECT_EQ(distance(true, 0, up), FLT_MAX);
+    EXPECT_EQ(distance(true, 0, kUp), 3.0);
+    setBackfaceCullDistance(std::numeric_limits<double>::infinity());
+    EXPECT_EQ(distance(true, 0, kUp), FLT_MAX);
 }
 
+// Triangles are laid around the point where they are to be met.
 TEST(IntersectRayTriangle, givesDistanceAndWeights) {
+    test::Random random;
+    double t = 0, u = 0, v = 0;
+    for (int round = 0; round < 20000; ++round) {
+        const PointFlt o = narrow(random.point());
+        const Vector d = random.vector(), ab = random.vector(), ac = random.vector();
+        const double expected[] = {random.number(2), random.number(1.5), random.number(1.5)};
+        const Point a = widen(o) + (expected[0] * d - expected[1] * ab - expected[2] * ac);
+        const auto corner = [](const Point& p) {
+            return MeshVertex{qvLinear::narrow(p.x), qvLinear::narrow(p.y), qvLinear::narrow(p.z)};
+        };
+        const double inside = std::min({expected[1], expected[2], 1 - expected[1] - expected[2]});
+        if (std::abs(dot(d, cross(ab, ac))) < 0.05 || std::abs(inside) < 1e-4)
+            continue;
+        ASSERT_EQ(intersectRayTriangle(o, d, corner(a), corner(a + ab), corner(a + ac), t, u, v),
+                  inside > 0);
+        if (inside > 0) {
+            ASSERT_NEAR(std::hypot(t - expected[0], u - expected[1], v - expected[2]), 0, 1e-4);
+        }
+    }
     const MeshVertex a{0, 0, 0}, b{1, 0, 0}, c{0, 1, 0};
-    double t = 7, u = 7, v = 7;
-    ASSERT_TRUE(intersectRayTriangle({0.25F, 0.5F, 1}, {0, 0, -2}, a, b, c, t, u, v));
-    EXPECT_EQ((std::array{t, u, v}), (std::array{0.5, 0.25, 0.5}));
-    ASSERT_TRUE(intersectRayTriangle({0.5F, 0.5F, 1}, {0, 0, 1}, a, b, c, t, u, v)); // an edge
-    EXPECT_EQ(t, -1.0);
+    EXPECT_TRUE(intersectRayTriangle({0.5F, 0.5F, 1}, {0, 0, 1}, a, b, c, t, u, v)); // an edge
+    EXPECT_EQ((std::array{t, u, v}), (std::array{-1.0, 0.5, 0.5}));
     EXPECT_FALSE(intersectRayTriangleCull({0.25F, 0.5F, -1}, {0, 0, 1}, a, b, c, t, u, v));
-    EXPECT_FALSE(intersectRayTriangle({0.75F, 0.5F, 1}, {0, 0, -1}, a, b, c, t, u, v));
     EXPECT_FALSE(intersectRayTriangle({0.25F, 0.5F, 1}, {0, 0, -9e-7}, a, b, c, t, u, v));
     EXPECT_TRUE(intersectRayTriangle({0.25F, 0.5F, 1}, {0, 0, -2e-6}, a, b, c, t, u, v));
 }
 
-TEST(OctreeQuadRayIntersectIt, meetsTheLeavesOfAllItsRays) {
-    const Subject subject(test::sphere(20, 30));
-    qvGeom::OctreeQuadRayIntersectIt four(*subject.octree);
-    qvGeom::OctreeRayIntersectIt one(*subject.octree);
-    for (const Query& q : raysThrough(subject, 300)) {
-        const VectorFlt e = q.direction;
-        const QuadRay quad(q.origin, e, {e.y, e.z, -e.x}, {-e.x, e.y, 0}, {0, 0, e.z});
-        std::vector<int> expected(static_cast<std::size_t>(subject.octree->getNumVoxels()));
-        std::vector<int> found(expected.size());
-        for (int r = 0; r < 4; ++r) {
-            const qvGeom::Ray ray(quad.getOrigin(), quad.getDirection(r));
-            for (one.reset(ray); one.valid(); one.next())
-                expected[one.get().leafIndex()] = 1;
-        }
-        for (four.reset(quad); four.valid(); four.next())
-            ++found[four.get().leafIndex()];
-        ASSERT_EQ(found, expected);
-    }
-}
-
 } // namespace
+} // namespace qvGeom
