@@ -6,9 +6,10 @@ import sys
 import zlib
 
 sys.dont_write_bytecode = True  # beside the sources
-from qvmesh_test import (CUBE_CORNERS, CUBE_FACES, DATA, check, check_close, check_refused, convert,
-                         cube_file, facts, mesh_text, read_mesh, run_tests,
-                         same)
+from qvmesh_test import (CUBE_CORNERS, CUBE_FACES, DATA, ball, check, check_close, check_refused,
+                         convert, cube_file, facts, mesh_file, read_mesh, run_tests, same, sheet)
+
+WHITE, RED = (255, 255, 255), (214, 40, 40)
 
 
 def read_png(path):
@@ -54,14 +55,6 @@ def turned(a, b, c):
     return (b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0])
 
 
-def sheet(n, place, left_out=()):
-    """The text of a mesh of n x n squares, but for some, over the places of its corners."""
-    quads = [(i * (n + 1) + j, i * (n + 1) + j + 1, (i + 1) * (n + 1) + j, (i + 1) * (n + 1) + j + 1)
-             for i in range(n) for j in range(n) if (i, j) not in left_out]
-    return mesh_text([place(i / n, j / n) for i in range(n + 1) for j in range(n + 1)],
-                     [t for a, b, c, d in quads for t in ((a, c, b), (b, c, d))])
-
-
 def ring(i, j):
     """A torus, of which the sides of the sheet lie at the same places."""
     a, b = 2 * math.pi * (i % 1), 2 * math.pi * (j % 1)
@@ -73,31 +66,30 @@ def test_flatten(folder):
     the number of boundaries, and no layout folds over. The mesh keeps its place in space."""
     source, out, picture = folder / "in.mesh", folder / "out.obj", folder / "out.png"
     pairs = [(0, 2), (3, 40), (7, 100)]
-    tilted = sheet(10, lambda i, j: (2 * i - j, i + 2 * j, 4), {(3, 4), (6, 6)})
-    cases = [("sheet", tilted, 0), ("cube", mesh_text(CUBE_CORNERS, CUBE_FACES), 1),
-             ("torus", sheet(12, ring), 1), ("torus with a hole", sheet(12, ring, {(5, 5)}), 1)]
-    for name, text, is_cut in cases:
-        source.write_text(text)
+    cases = [("sheet", sheet, 10, lambda i, j: (2 * i - j, i + 2 * j, 4), {(3, 4), (6, 6)}),
+             ("cube", cube_file), ("torus", sheet, 12, ring),
+             ("torus with a hole", sheet, 12, ring, {(5, 5)})]
+    for name, write, *arguments in cases:
+        vertices, faces = read_mesh(write(source, *arguments))
         found = facts("flatten", source, "-o", out, "--picture", picture)
         positions, uvs, triangles, _ = read_obj(out)
+        is_cut = name != "sheet"
         check(found["flippedTriangles"] == 0 and (found["copies"] > 0) == is_cut, name, found)
         check(len({turned(*(uvs[v] for v in t)) > 0 for t in triangles}) == 1, name, "folds over")
         check(min(map(min, uvs)) == 0 and max(map(max, uvs)) == 1, name, "is not as large as can be")
         shape = [[positions[v] for v in t] for t in triangles]
         same(shape, [[positions[v] for v in t] for t in read_obj(convert_with_uvs(out, folder))[2]], name)
-        lines = text.splitlines()
-        vertices = [tuple(map(float, line.split())) for line in lines[1:1 + int(lines[0].split()[0])]]
         check(all(math.dist(a, b) < 1e-6 for a, b in zip(positions, vertices)), name, "moves")
-        for corners, line in zip(shape, lines[1 + len(vertices):]):
-            check(all(math.dist(p, vertices[int(v)]) < 1e-6 for p, v in zip(corners, line.split()[1:])), name)
-        if name == "sheet":
+        for corners, face in zip(shape, faces):
+            check(all(math.dist(p, vertices[v]) < 1e-6 for p, v in zip(corners, face)), name)
+        if not is_cut:
             scales = [math.dist(uvs[a], uvs[b]) / math.dist(positions[a], positions[b]) for a, b in pairs]
             check_close(min(scales), max(scales), 1e-4, name)
             check(found["largestAngleError"] < 0.1, found)
-        rows = read_png(picture)
-        same((len(rows), len(rows[0])), (1020, 1120))
-        mean = (246, 244, 240)  # the colour of what is neither shrunk nor stretched
-        check((mean in rows[400][200:900]) == (name == "sheet") or is_cut, name, rows[400][::50])
+            rows = read_png(picture)
+            same((len(rows), len(rows[0])), (1020, 1120))
+            mean = (246, 244, 240)  # the colour of what is neither shrunk nor stretched
+            check(mean in rows[400][200:900], name, rows[400][::50])
     check_refused("cut open, as it has handles", "flatten", source, "-o", out, "--no-cut")
     check_refused("no format that can be written", "flatten", source, "-o", folder / "out.stl")
     for name, reason in (("spider.obj", "two corners"), ("ur10_base.obj", "three or more"),
@@ -105,7 +97,7 @@ def test_flatten(folder):
                          ("patella.mesh", "is closed")):
         check_refused(reason, "flatten", DATA / name, "-o", out, "--no-cut")
     # Not welded, the sides of the sheet stay open, and nothing is left to cut.
-    source.write_text(sheet(12, ring))
+    sheet(source, 12, ring)
     same(facts("flatten", source, "-o", out, "--no-cut", "--no-compact")["copies"], 0)
 
 
@@ -148,8 +140,6 @@ def test_pack(folder):
     plain = convert(files[0], folder / "plain.off")
     check_refused("has no texture coordinates", "pack", files[0], plain, "-o", out)
 
-WHITE = (255, 255, 255)
-
 
 def covered(rows):
     """How many pixels are drawn on."""
@@ -169,37 +159,32 @@ def test_render(folder):
         facts("render", source, "-o", picture, "--view", view, "--size", "200x100", *options)
         return read_png(picture)
 
-    source.write_text(sheet(4, lambda i, j: (i, j, 1000)))
+    sheet(source, 4, lambda i, j: (i, j, 1000))
     rows = render()
     same((len(rows), {len(row) for row in rows}), (100, {200}))
     check_close(covered(rows), 92 * 92, 0.03, "square")
     check(all(near(rows[y][x], rows[50][101], 25) for x in (56, 143) for y in (7, 93)), "not even")
     front, back = rows[50][100], render(view="0,0,-1")[50][100]
     check(front[0] > front[2] and back[2] > back[0], "sides look alike", front, back)
-    check(near(render("--borders")[50][54], (214, 40, 40)) and
-          not near(render("--borders")[50][100], (214, 40, 40)), "border")
+    borders = render("--borders")[50]
+    check(near(borders[54], RED) and not near(borders[100], RED), "border")
     check(render("--edges")[50][100] != front, "edges")
     for y in range(1, 99):
         same(near(rows[y][100], front, 25), 4 <= y < 96, y, rows[y][100])
 
-    other = folder / "other.mesh"
-    other.write_text(sheet(1, lambda i, j: (i, j, 1000 + i)))
+    other = sheet(folder / "other.mesh", 1, lambda i, j: (i, j, 1000 + i))
     middle = render("--distance", other, "--scale", 1)[50]  # beside a scale of 110 pixels
     hue = [(pixel[0] - pixel[2]) / (sum(pixel) + 1) for pixel in middle[6:84]]
     check(hue[0] < -0.1 and hue[-1] > 0.2, "distances", hue)
 
-    ball = [(math.sin(math.pi * a / 40) * math.cos(math.pi * b / 20) * 1e-7,
-             math.sin(math.pi * a / 40) * math.sin(math.pi * b / 20) * 1e-7,
-             math.cos(math.pi * a / 40) * 1e-7) for a in range(41) for b in range(40)]
-    quads = [(a * 40 + b, a * 40 + (b + 1) % 40) for a in range(40) for b in range(40)]
-    source.write_text(mesh_text(ball, [t for i, j in quads for t in ((i, i + 40, j), (j, i + 40, j + 40))]))
+    sheet(source, 40, ball(1e-7))
     check_close(covered(render("--shading", "flat")), math.pi * 46 ** 2, 0.05, "ball")
 
     # Two sheets that cross in the middle, and a third one before the left half.
     flat, steep = [(0, 0, 0), (2, 0, 0), (2, 2, 0), (0, 2, 0)], [(0, 1, -1), (2, 1, -1), (2, 1, 1), (0, 1, 1)]
     cover = [(0, 0, 3), (1, 0, 3), (1, 2, 3), (0, 2, 3)]
     for sheets, left in ((flat + steep, True), (flat + steep + cover, False)):
-        source.write_text(mesh_text(sheets, [(i, i + k, i + k + 1) for i in range(0, len(sheets), 4) for k in (1, 2)]))
+        mesh_file(source, sheets, [(i, i + k, i + k + 1) for i in range(0, len(sheets), 4) for k in (1, 2)])
         rows = render("--crossings")
         pink = [[near(rows[y][x], (190, 60, 190), 100) for x in (80, 130)] for y in range(100)]
         check(any(right for _, right in pink) and any(l for l, _ in pink) == left, "crossings", left)
@@ -208,7 +193,7 @@ def test_render(folder):
 def test_visible_and_pick(folder):
     """The point under a pixel by the rule of three; a cube within another is not seen."""
     source, out = folder / "in.mesh", folder / "out.mesh"
-    source.write_text(sheet(7, lambda i, j: (j, i, 5)))
+    sheet(source, 7, lambda i, j: (j, i, 5))
     view = ["--view", "0,0,1", "--size", "300x200"]
     for x, y in ((150, 100), (60, 10), (239, 190), (101, 57)):
         found = facts("pick", source, x, y, *view)
@@ -222,7 +207,7 @@ def test_visible_and_pick(folder):
 
     cubes = [tuple(size * (c - 0.5) for c in p) for size in (1, 3) for p in CUBE_CORNERS]
     faces = [tuple(v + first for v in face) for first in (0, 8) for face in CUBE_FACES]
-    source.write_text(mesh_text(cubes, faces))
+    mesh_file(source, cubes, faces)
     same(facts("visible", source, "-o", out)["triangles"], 12)
     same(sorted(read_mesh(out)[0]), sorted(cubes[8:]))
     inside = ["--select", "120 70 180 130", *view]  # one piece alone is kept
@@ -242,7 +227,7 @@ def test_visible_and_pick(folder):
             (folder / "out.png").write_text("precious")
         check_refused(pattern, *args)
     same((folder / "out.png").read_text(), "precious")
-    source.write_text(mesh_text([(1, 1, 1)] * 3, [(0, 1, 2)]))
+    mesh_file(source, [(1, 1, 1)] * 3, [(0, 1, 2)])
     check_refused("nothing to see", "render", source, "-o", folder / "out.png")
 
 
@@ -251,14 +236,8 @@ def test_rays(folder):
     small its triangles."""
     cube = facts("rays", cube_file(folder / "cube.mesh"), "--rays", 4000)["random"]
     same({cube[key] for key in ("rays", "hits", "anyHits", "packetHits")}, {4000})
-    n, ball = 60, folder / "ball.mesh"
-    turns = [math.pi * i / n for i in range(2 * n)]
-    points = [(1e-3 * math.sin(a) * math.cos(b), 1e-3 * math.sin(a) * math.sin(b),
-               1e-3 * math.cos(a)) for a in turns[:n + 1] for b in turns[::2]]
-    quads = [(i * n + j, i * n + (j + 1) % n, (i + 1) * n + j, (i + 1) * n + (j + 1) % n)
-             for i in range(n) for j in range(n)]
-    ball.write_text(mesh_text(points, [t for a, b, c, d in quads for t in ((a, c, b), (b, c, d))]))
-    runs = [facts("rays", ball, "--rays", 100000, "--seed", seed) for seed in (7, 7, 8)]
+    source = sheet(folder / "ball.mesh", 60, ball(1e-3))
+    runs = [facts("rays", source, "--rays", 100000, "--seed", seed) for seed in (7, 7, 8)]
     for key in "hits", "anyHits", "packetHits":
         check_close(runs[0]["camera"][key] / runs[0]["camera"]["rays"], math.pi / 13, 0.01, key)
         hits = [run["random"][key] for run in runs]

@@ -17,7 +17,6 @@ import time
 from pathlib import Path
 
 PROGRAM, DATA = sys.argv[1], Path(sys.argv[2])
-READABLE = ("mesh", "obj", "off", "stl", "ply", "glb", "gltf")
 
 CUBE_CORNERS = [(x, y, z) for z in (0, 1) for y in (0, 1) for x in (0, 1)]
 CUBE_FACES = [(0, 2, 3), (0, 3, 1), (4, 5, 7), (4, 7, 6), (0, 1, 5), (0, 5, 4),
@@ -36,6 +35,10 @@ def check(condition, *context):
 
 def same(got, wanted, *context):
     check(got == wanted, *context, "gives", got, "instead of", wanted)
+
+
+def check_close(got, wanted, tolerance, *context):
+    check(abs(got - wanted) <= tolerance * wanted, *context, "gives", got, "instead of", wanted)
 
 
 def facts(*args):
@@ -60,6 +63,30 @@ def mesh_text(vertices, triangles):
                      ["3 %d %d %d" % tuple(t) for t in triangles]) + "\n"
 
 
+def mesh_file(path, vertices, triangles):
+    path.write_text(mesh_text(vertices, triangles))
+    return path
+
+
+def cube_file(path, size=1, corner=0):
+    return mesh_file(path, [[size * x + corner for x in p] for p in CUBE_CORNERS], CUBE_FACES)
+
+
+def sheet(path, n, place, left_out=()):
+    """n x n squares, but for some, over the places of their corners."""
+    quads = [(v, v + 1, v + n + 1, v + n + 2) for v in range(n * (n + 1))
+             if (v + 1) % (n + 1) and divmod(v, n + 1) not in left_out]
+    return mesh_file(path, [place(v // (n + 1) / n, v % (n + 1) / n) for v in range((n + 1) ** 2)],
+                     [t for a, b, c, d in quads for t in ((a, c, b), (b, c, d))])
+
+
+def ball(size):
+    """Places of a sphere for the corners of a sheet."""
+    return lambda i, j: (size * math.sin(math.pi * i) * math.cos(2 * math.pi * j),
+                         size * math.sin(math.pi * i) * math.sin(2 * math.pi * j),
+                         size * math.cos(math.pi * i))
+
+
 def read_mesh(path):
     numbers = path.read_text().split()
     count = int(numbers[0])
@@ -82,67 +109,51 @@ def awkward_mesh(folder):
     floats = struct.unpack(f"{len(bits)}f", struct.pack(f"{len(bits)}I", *bits))
     corners = list(range(997)) + [rng.randrange(997) for _ in range(3 * 997)]
     rng.shuffle(corners)
-    triangles = list(zip(*[iter(corners)] * 3))
-    path = folder / "awkward.mesh"
-    path.write_text(mesh_text(list(zip(*[iter(floats)] * 3)), triangles))
-    return path
+    return mesh_file(folder / "awkward.mesh", list(zip(*[iter(floats)] * 3)),
+                     list(zip(*[iter(corners)] * 3)))
 
 
 def large_off(folder):
     """Takes most of a second to read."""
-    n = 700
-    path = folder / "large.off"
-    grid = [(x, y, x * y % 7) for y in range(n) for x in range(n)]
-    faces = [(i, i + 1, i + n) for i in range(n * n - n - 1)]
-    header, body = mesh_text(grid, faces).split("\n", 1)
+    path = sheet(folder / "large.off", 500, lambda i, j: (i, j, i * j % 0.01))
+    header, body = path.read_text().split("\n", 1)
     path.write_text(f"OFF\n{header} 0\n{body}")
     return path
 
 
 def test_facts(folder):
-    """Counts made by independent code: as stored, then after the weld."""
-    closed = {"boundaryLoops": [], "closed": True, "manifold": True}
+    """Counts made by independent code: as stored, then after the weld. What is measured is that of
+    the triangles, of which one has no area."""
+    closed = {"components": 1, "boundaryLoops": [], "closed": True, "manifold": True}
     table = [
-        ("elephant.mesh", 44460, 44460, 88928, closed | {"components": 1, "genus": 3}),
-        ("elephant_soup.stl", 266784, 44460, 88928, closed | {"components": 1, "genus": 3}),
+        ("elephant_soup.stl", 266784, 44460, 88928, closed | {"genus": 3}),
         ("pig_soup.stl", 50544, 8642, 16848,
-         {"components": 1, "boundaryEdges": 1296, "pinchedVertices": 421, "manifold": False}),
-        ("mannequin.mesh", 12977, 12977, 25888, {"components": 1, "boundaryLoops": [64]}),
+         {"boundaryEdges": 1296, "pinchedVertices": 421, "manifold": False}),
         ("masks_holes.mesh", 4291, 4291, 8288,
-         {"components": 1, "boundaryLoops": [136, 36, 32, 28, 28, 28, 16], "oriented": True}),
-        ("lion_holes.mesh", 7529, 7529, 14859, {"boundaryLoops": [115, 36, 25, 25, 4]}),
+         {"boundaryLoops": [136, 36, 32, 28, 28, 28, 16], "oriented": True}),
         ("boeing.mesh", 2741, 1264, 2564,
-         {"components": 1, "closed": True, "eulerCharacteristic": 2 - 2 * 10,
-          "inconsistentEdges": 978, "oriented": False}),
+         closed | {"eulerCharacteristic": 2 - 2 * 10, "inconsistentEdges": 978, "oriented": False}),
         ("spider.obj", 762, 722, 1368,
          {"components": 18, "inconsistentEdges": 10, "degenerateTriangles": 56}),
         ("ur10_base.obj", 185, 185, 732,
-         {"components": 1, "nonManifoldEdges": 549, "boundaryEdges": 0, "manifold": False}),
-        ("patella.mesh", 1623, 1623, 3242, closed | {"components": 1, "genus": 0}),
-        ("terrain.mesh", 14400, 14400, 28322, {"components": 1, "boundaryLoops": [476]}),
+         {"nonManifoldEdges": 549, "boundaryEdges": 0, "manifold": False}),
     ]
     for name, stored, welded, triangles, wanted in table:
         found = facts("info", DATA / name)
         same((found["vertices"], found["triangles"]), (stored, triangles), name)
-        output = folder / "welded.mesh"
-        weld = facts("weld", DATA / name, "-o", output)
+        weld = facts("weld", DATA / name, "-o", folder / "welded.mesh")
         same(weld["before"]["vertices"], stored, name)
-        same(weld["vertices"], welded, name)
-        info = facts("info", output)
+        info = facts("info", folder / "welded.mesh")
         wanted = wanted | {"vertices": welded, "triangles": triangles, "unusedVertices": 0}
         for key, value in wanted.items():
             same((weld[key], info[key]), (value, value), name, key)
 
-
-def test_measures(folder):
-    cube = folder / "cube.mesh"
-    cube.write_text(mesh_text([(2 * x, y, 4 * z - 1) for x, y, z in CUBE_CORNERS + [(9, 9, 9)]],
-                              CUBE_FACES + [(0, 0, 1)]))
+    corners = [(2 * x, y, 4 * z - 1) for x, y, z in CUBE_CORNERS + [(9, 9, 9)]]
+    cube = mesh_file(folder / "cube.mesh", corners, CUBE_FACES + [(0, 0, 1)])
     wanted = {"vertices": 9, "unusedVertices": 1, "degenerateTriangles": 1, "edges": 18, "genus": 0,
               "area": 28, "min": [0, 0, -1], "max": [18, 9, 35], "size": [18, 9, 36]}
     found = facts("info", cube)
-    for key, value in wanted.items():
-        same(found[key], value, key)
+    same({key: found[key] for key in wanted}, wanted)
     text = run("info", cube).stdout.decode()
     check(re.search(r"\nunused vertices +1\n", text) and re.search(r"\ntotal +\d+\.\d\n", text), text)
 
@@ -158,8 +169,7 @@ def test_formats(folder):
     soup = read_mesh(convert(convert(source, folder / "copy.STL"), folder / "back.mesh"))
     same(soup[0], [vertices[v] for t in triangles for v in t], "stl")
 
-    unused = folder / "unused.mesh"
-    unused.write_text(mesh_text(CUBE_CORNERS + [(5, 5, 5)], CUBE_FACES))
+    unused = mesh_file(folder / "unused.mesh", CUBE_CORNERS + [(5, 5, 5)], CUBE_FACES)
     for extension in ("obj", "off", "ply", "glb"):
         found = facts("info", convert(unused, folder / f"unused.{extension}"))
         same((found["vertices"], found["unusedVertices"]), (9, 1), extension)
@@ -207,33 +217,29 @@ def test_ply_variants(folder):
               "end_header\n")
     first = struct.unpack("<f", b"\n\n\n?")[0]  # data that begins like an empty line
     points = [(first, 0.0, 0.0), (1.0, 0.0, 0.0), (0.0, 1.0, 0.5), (1.0, 1.0, 0.0), (0.1, 9.0, 0.0)]
-    fans = [(0, 1, 2), (0, 2, 4), (3, 2, 1)], [[0, 1, 2, 4], [3, 2, 1]]
-    strips = [(0, 1, 2), (2, 1, 3), (4, 0, 1)], [[0, 1, 2, 3, -1, 4, 0, 1]]
-    for triangles, lists in (fans, strips):
-        name = "face" if lists == fans[1] else "tristrips"
-        for order, real, size, index in ("<fBi", "<dBh", ">fiI", ">dHi", "afBi", "adBi"):
-            encoding = {"<": "binary_little_endian 1.0", ">": "binary_big_endian 1.0",
-                        "a": "ascii 1.0"}[order]
-            types = {"f": "float", "d": "float64", "B": "uint8", "i": "int", "h": "short",
-                     "H": "ushort", "I": "uint"}
-            rows = [f"{real}{real}Bff{real}"] * 5 + [f"{size}{len(l)}{index}f" for l in lists]
-            values = [(x, y, 2, 0.5, -0.5, z) for x, y, z in points] + [
-                (len(l), *l, 0.25) for l in lists]
-            if order == "a":
-                body = "".join(" ".join(map(repr, row)) + "\n" for row in values).encode()
-            elif index == "I" and name == "tristrips":
-                continue  # has no negative numbers
-            else:
-                body = b"".join(struct.pack(order + row, *v) for row, v in zip(rows, values))
-            text = header.format(encoding, *[types[real]] * 3, name, len(lists), types[size],
-                                 types[index])
-            for line_end in ("\n", "\r\n"):
-                path = folder / "variant.ply"
-                path.write_bytes(text.replace("\n", line_end).encode() + body)
-                found = read_mesh(convert(path, folder / "variant.mesh"))
-                same([tuple(struct.unpack("fff", struct.pack("fff", *p))) for p in found[0]],
-                     [tuple(struct.unpack("fff", struct.pack("fff", *p))) for p in points], text)
-                same(found[1], triangles, text)
+    rows_of = {"face": ([(0, 1, 2), (0, 2, 4), (3, 2, 1)], [[0, 1, 2, 4], [3, 2, 1]]),
+               "tristrips": ([(0, 1, 2), (2, 1, 3), (4, 0, 1)], [[0, 1, 2, 3, -1, 4, 0, 1]])}
+    encodings = {"<": "binary_little_endian 1.0", ">": "binary_big_endian 1.0", "a": "ascii 1.0"}
+    types = {"f": "float", "d": "float64", "B": "uint8", "i": "int", "h": "short", "H": "ushort",
+             "I": "uint"}
+    path = folder / "variant.ply"
+    for name, order, real, size, index in (
+            ("face", *"<fBi"), ("face", *"<dBh"), ("face", *">fiI"), ("face", *">dHi"), ("face", *"afBi"),
+            ("tristrips", *"<dBh"), ("tristrips", *">dHi"), ("tristrips", *"adBi")):
+        triangles, lists = rows_of[name]
+        rows = [f"{real}{real}Bff{real}"] * 5 + [f"{size}{len(l)}{index}f" for l in lists]
+        values = [(x, y, 2, 0.5, -0.5, z) for x, y, z in points] + [(len(l), *l, 0.25) for l in lists]
+        if order == "a":
+            body = "".join(" ".join(map(repr, row)) + "\n" for row in values).encode()
+        else:
+            body = b"".join(struct.pack(order + row, *v) for row, v in zip(rows, values))
+        text = header.format(encodings[order], *[types[real]] * 3, name, len(lists), types[size],
+                             types[index])
+        for line_end in ("\n", "\r\n"):
+            path.write_bytes(text.replace("\n", line_end).encode() + body)
+            found = read_mesh(convert(path, folder / "variant.mesh"))
+            same([struct.pack("fff", *p) for p in found[0]], [struct.pack("fff", *p) for p in points], text)
+            same(found[1], triangles, text)
 
 
 def test_text_stl(folder):
@@ -254,8 +260,7 @@ def test_text_stl(folder):
 
 def test_scenes_are_placed(folder):
     """Several nodes with one mesh, one of them mirrored: all solids keep their outside outside."""
-    (folder / "cube.mesh").write_text(mesh_text(CUBE_CORNERS, CUBE_FACES))
-    path = convert(folder / "cube.mesh", folder / "scene.gltf")
+    path = convert(cube_file(folder / "cube.mesh"), folder / "scene.gltf")
     scene = json.loads(path.read_text())
     scene["nodes"] = [{"mesh": 0}, {"children": [2], "translation": [10, 0, 0]},
                       {"mesh": 0, "scale": [-2, 1, 1]}]
@@ -264,21 +269,10 @@ def test_scenes_are_placed(folder):
     found = facts("info", path)
     same((found["components"], found["min"], found["max"]), (2, [0, 0, 0], [10, 1, 1]))
     vertices, triangles = read_mesh(convert(path, folder / "scene.mesh"))
-
-    def volume(triangle):
-        a, b, c = (vertices[v] for v in triangle)
-        return sum(a[i] * (b[i - 2] * c[i - 1] - b[i - 1] * c[i - 2]) for i in range(3)) / 6
-
-    same([round(sum(map(volume, half)), 9) for half in (triangles[:12], triangles[12:])], [1, 2])
-
-
-def cube_file(path, size=1, corner=0):
-    path.write_text(mesh_text([[size * x + corner for x in p] for p in CUBE_CORNERS], CUBE_FACES))
-    return path
-
-
-def check_close(got, wanted, tolerance, *context):
-    check(abs(got - wanted) <= tolerance * wanted, *context, "gives", got, "instead of", wanted)
+    volumes = [0, 0]
+    for t, (a, b, c) in enumerate([vertices[v] for v in triangle] for triangle in triangles):
+        volumes[t // 12] += sum(a[i] * (b[i - 2] * c[i - 1] - b[i - 1] * c[i - 2]) for i in range(3)) / 6
+    same([round(volume, 9) for volume in volumes], [1, 2])
 
 
 def test_intersect(folder):
@@ -286,22 +280,23 @@ def test_intersect(folder):
     they have in common, by each way to say where the second is."""
     for name, pairs in ("pig_soup.stl", 52), ("mannequin.mesh", 1581), ("spider.obj", 317):
         same(facts("intersect", DATA / name)["crossingPairs"], pairs, name)
-    cube, segments = cube_file(folder / "cube.mesh"), folder / "segments.obj"
+    cube, segments, ply = (folder / name for name in ("cube.mesh", "segments.obj", "segments.ply"))
+    cube_file(cube)
     turned = "0 -1 0 1.5\n1 0 0 .5\n0 0 1 .5\n"
     for transform, length in (("-.5,.5,+5e-1", 3), ("-0.4 .3 .2", 4.2), ("1 0 0 9 0 1 0 0 0 0 1 0", 0),
                               (turned, 3), (turned + "0 0 0 1", 3)):
-        found = facts("intersect", cube, cube, "--transform", transform, "-o", segments)
-        check_close(found["length"], length, 1e-6, transform)
+        for output in segments, ply:
+            found = facts("intersect", cube, cube, "--transform", transform, "-o", output)
         lines = [line.split() for line in segments.read_text().splitlines()]
         points = [tuple(map(float, line[1:])) for line in lines if line[0] == "v"]
-        ends = [tuple(points[int(v) - 1] for v in line[1:]) for line in lines if line[0] == "l"]
-        same(len(ends), found["crossingPairs"], transform)
-        check_close(sum(map(lambda ab: math.dist(*ab), ends)), length, 1e-6, transform)
+        ends = [[points[int(v) - 1] for v in line[1:]] for line in lines if line[0] == "l"]
+        n = len(ends)
+        same(n, found["crossingPairs"], transform)
+        for total in found["length"], sum(math.dist(*pair) for pair in ends):
+            check_close(total, length, 1e-6, transform)
         for p in points:
             check(min(p) >= 0 and max(p) <= 1 and {0, 1} & set(p), p, "is off the cube")
-        facts("intersect", cube, cube, "--transform", transform, "-o", folder / "segments.ply")
-        header, body = (folder / "segments.ply").read_bytes().split(b"end_header\n")
-        n = len(ends)
+        header, body = ply.read_bytes().split(b"end_header\n")
         check(b"vertex %d\n" % (2 * n) in header and b"edge %d\n" % n in header, header)
         same(body, struct.pack(f"{6 * n}f", *sum(points, ())) + struct.pack(f"{2 * n}i", *range(2 * n)))
 
@@ -316,7 +311,7 @@ def test_orient(folder):
         same(facts("info", out)["oriented"], True, name)
     strip = [(i, (i + 1) % 7, (i + 2) % 7)[::1 - i % 2 * 2] for i in range(7)]
     square = [(7, 8, 9), (7, 8, 10)]
-    band.write_text(mesh_text([(math.cos(i), math.sin(2 * i), i % 3) for i in range(11)], strip + square))
+    mesh_file(band, [(math.cos(i), math.sin(2 * i), i % 3) for i in range(11)], strip + square)
     mended = strip + [(7, 8, 9), (7, 10, 8)]
     for flags in (), ("--reverse",):
         found = facts("orient", band, "-o", out, *flags)
@@ -325,41 +320,30 @@ def test_orient(folder):
         same(found["inconsistentEdges"], 1, flags)
         same(read_mesh(out)[1], [(b, a, c) if flags else (a, b, c) for a, b, c in mended], flags)
     loose = [(0, 1, 0), (1, 0, 0), (0, 0, 0), (0, 1, 0), (1, 0, 0), (1, 1, 0)]
-    band.write_text(mesh_text(loose, [(0, 1, 2), (3, 4, 5)]))
+    mesh_file(band, loose, [(0, 1, 2), (3, 4, 5)])
     found = facts("orient", band, "-o", out)
     same((found["flippedTriangles"], found["components"]), (1, 1), "soup")
-
-
-def grid(path, n, shift=lambda v: (0, 0, 0)):
-    """A square of n times n vertices, each shifted by a function of its index."""
-    path.write_text(mesh_text(
-        [tuple(map(sum, zip((v % n, v // n, 0), shift(v)))) for v in range(n * n)],
-        [t for v in range(n * (n - 1)) if (v + 1) % n
-         for t in ((v, v + 1, v + n), (v + 1, v + n + 1, v + n))]))
-    return path
 
 
 def test_smooth(folder):
     """One peak over a plane, the mean of whose neighbours is its foot; a plane, which the bilateral
     filter leaves; and a noisy plane, which both make flatter."""
-    rough, out = grid(folder / "rough.mesh", 3, lambda v: (0, 0, v == 4)), folder / "out.mesh"
+    out, rng = folder / "out.mesh", random.Random(3)
+    rough = sheet(folder / "rough.mesh", 2, lambda i, j: (2 * i, 2 * j, i == j == 0.5))
     found = facts("smooth", rough, "-o", out, "--laplacian", 1, "--fix-border")
     same([found[key] for key in ("movedVertices", "largestMove", "fixedVertices")], [1, 1, 8])
-    same(read_mesh(out)[0], [(x, y, 0) for y in range(3) for x in range(3)])
+    same(read_mesh(out)[0], [(x, y, 0) for x in range(3) for y in range(3)])
     same(facts("smooth", rough, "-o", out, "--laplacian", 2)["movedVertices"], 9)
-    plane = grid(folder / "plane.mesh", 9)
+    plane = sheet(folder / "plane.mesh", 8, lambda i, j: (8 * i, 8 * j, 0))
     same(facts("smooth", plane, "-o", out, "--bilateral", 2.5, 3)["movedVertices"], 0)
     same(read_mesh(out), read_mesh(plane))
 
-    rng = random.Random(3)
-    noisy = grid(folder / "noisy.mesh", 40, lambda v: (0, 0, rng.uniform(-0.1, 0.1)))
-
-    def roughness(path):
-        return math.hypot(*(z for x, y, z in read_mesh(path)[0]))
-
+    noisy = sheet(folder / "noisy.mesh", 40, lambda i, j: (40 * i, 40 * j, rng.uniform(-0.1, 0.1)))
+    heights = []
     for options in ("--laplacian", 3), ("--bilateral", 2, 2):
         facts("smooth", noisy, "-o", out, *options)
-        check(roughness(out) < 0.5 * roughness(noisy), options, roughness(out))
+        heights = [math.hypot(*(z for _, _, z in read_mesh(path)[0])) for path in (noisy, out)]
+        check(heights[1] < 0.5 * heights[0], options, heights)
 
 
 def test_reduce(folder):
@@ -367,36 +351,33 @@ def test_reduce(folder):
     other command finds, and neither pieces nor holes are lost."""
     out, rng = folder / "out.mesh", random.Random(4)
 
-    def inside(v):
-        return rng.uniform(-0.2, 0.2) if 0 < v % 12 < 11 and 0 < v // 12 < 11 else 0
+    def place(i, j):
+        noise = 0.02 if 0 < i < 1 and 0 < j < 1 else 0
+        return i + rng.uniform(-noise, noise), j + rng.uniform(-noise, noise), 0
 
-    plane = grid(folder / "plane.mesh", 12, lambda v: (inside(v), inside(v), 0))
-    found = facts("reduce", plane, "-o", out, "--tolerance", 1e-6, "--report")
+    plane = sheet(folder / "plane.mesh", 11, place)
+    found = facts("reduce", plane, "-o", out, "--tolerance", 1e-7, "--report")
     check(44 <= found["vertices"] < 72, found)
-    for distance in (found["deviation"], found["inputToResult"]["largest"],
-                     found["resultToInput"]["largest"]):
-        check(distance < 1e-6, found)
-    check_close(facts("info", out)["area"], 121, 1e-6, "plane")
-    for name, flags in (("elephant_soup.stl", ("--fraction", 0.1)), ("elephant.mesh", ("--tolerance", 1e-3)),
-                        ("lion_holes.mesh", ("--tolerance", 0.5))):
-        found = facts("reduce", DATA / name, "-o", out, *flags, "--report")
-        before, after = found["before"], facts("info", out)
-        same((found["vertices"], found["triangles"]), (after["vertices"], after["triangles"]), name)
-        wanted = 4446 if "--fraction" in flags else before["vertices"] - 1
-        check(after["vertices"] <= wanted, name, after["vertices"])
-        same((after["components"], len(after["boundaryLoops"]), after["nonManifoldEdges"]),
-             (1, 5 if "lion" in name else 0, 0), name)
+    for distance in found["deviation"], found["resultToInput"]["largest"]:
+        check(distance < 1e-7, found)
+    check_close(facts("info", out)["area"], 1, 1e-6, "plane")
+    for name, loops, *goal in (("elephant_soup.stl", 0, "--fraction", 0.1),
+                               ("lion_holes.mesh", 5, "--tolerance", 0.5)):
+        found = facts("reduce", DATA / name, "-o", out, *goal, "--report")
+        after = facts("info", out)
+        same([after[key] for key in ("vertices", "triangles", "components", "nonManifoldEdges")],
+             [found["vertices"], found["triangles"], 1, 0], name)
+        same(len(after["boundaryLoops"]), loops, name)
+        check(after["vertices"] <= (7000 if loops else 4446), name, after["vertices"])
         measured = facts("distance", DATA / name, out, "--symmetric")
         check(found["resultToInput"]["largest"] > measured["back"]["largest"], name)
         check_close(found["inputToResult"]["largest"], measured["largest"], 1e-6, name)
-        if "deviation" in found:
-            check(measured["largest"] <= found["deviation"] * 1.000001, name, measured, found)
+        check(measured["largest"] <= found.get("deviation", 1e9) * 1.000001, name, measured, found)
 
 
 def test_distance(folder):
     near, far = cube_file(folder / "near.mesh"), cube_file(folder / "far.mesh", 3, -1)
-    moved = folder / "moved.mesh"
-    moved.write_text(mesh_text([(x + 3, y, z) for x, y, z in CUBE_CORNERS], CUBE_FACES))
+    moved = mesh_file(folder / "moved.mesh", [(x + 3, y, z) for x, y, z in CUBE_CORNERS], CUBE_FACES)
     keys = "largest", "mean", "rootMeanSquare"
     found = facts("distance", near, far, "--symmetric")
     for name, got, wanted in (("there", found, 1), ("back", found["back"], 3 ** 0.5)):
@@ -428,8 +409,7 @@ def test_refusals(folder):
         (folder / name).write_text(text)
     out = folder / "out.ply"
     table = [
-        ("subcommand is required",), ("no command polish", "polish"), ("mesh is required", "info"),
-        ("--bogus", "info", mesh, "--bogus"), ("not expected: b", "info", mesh, "b"),
+        ("subcommand is required",), ("no command polish", "polish"), ("--bogus", "info", mesh, "--bogus"),
         ("--threads", "info", mesh, "--threads", "0"), ("--output is required", "weld", mesh),
         ("missing.stl: No such file", "info", folder / "missing.stl"),
         ("not a regular file", "info", folder), ("no known format", "info", folder / "note.txt"),
@@ -457,14 +437,14 @@ def test_refusals(folder):
         ("'2x' is no number", "intersect", mesh, mesh, "--transform", "0 1 2x"),
         ("'nan' is no number", "intersect", mesh, mesh, "--transform", "0 1 nan"),
         ("must be 0 0 0 1", "intersect", mesh, mesh, "--transform", 16 * "1 "),
-        ("1 option from", "smooth", mesh, "-o", out), ("--laplacian", "smooth", mesh, "-o", out, "--laplacian", 0),
+        ("--laplacian", "smooth", mesh, "-o", out, "--laplacian", 0),
         ("1 option", "smooth", mesh, "-o", out, "--laplacian", 1, "--bilateral", 1),
         ("SIGMA must be", "smooth", mesh, "-o", out, "--bilateral", "nan", 1),
         ("N must be", "smooth", mesh, "-o", out, "--bilateral", 1, 1.5),
         ("1 option from", "reduce", mesh, "-o", out),
         ("--fraction", "reduce", mesh, "-o", out, "--fraction", 1.5),
         ("--tolerance", "reduce", mesh, "-o", out, "--tolerance", -1),
-        ("surface is required", "distance", mesh), ("--rays", "rays", mesh, "--rays", 3),
+        ("--rays", "rays", mesh, "--rays", 3),
         ("none.mesh: holds no triangles", "distance", mesh, folder / "none.mesh", "-o", out),
         ("nan.mesh: vertex 1 has", "rays", folder / "nan.mesh"),
         ("too far apart", "distance", folder / "huge.mesh", mesh, "-o", out),
@@ -479,9 +459,8 @@ def test_refusals(folder):
 def test_rubbish(folder):
     """Cut or scrambled files of every format are refused in one line or read; nothing else."""
     rng = random.Random(5)
-    source = folder / "cube.mesh"
-    source.write_text(mesh_text(CUBE_CORNERS, CUBE_FACES))
-    for extension in READABLE:
+    source = cube_file(folder / "cube.mesh")
+    for extension in "mesh", "obj", "off", "stl", "ply", "glb", "gltf":
         whole = convert(source, folder / f"whole.{extension}").read_bytes()
         cut = folder / f"cut.{extension}"
         rubbish = [whole[:len(whole) * k // 4] for k in range(4)] + [rng.randbytes(999)]
@@ -517,42 +496,29 @@ def test_output_is_whole_or_untouched(folder):
     same(sorted(os.listdir(folder)), ["link.mesh", "out.mesh"])
 
 
-def started(args):
-    return subprocess.Popen([PROGRAM, *map(str, args)], stderr=subprocess.PIPE)
-
-
-def started_with_child(args):
-    """Starts the program and returns when it has its reader at work."""
-    process = started(args)
-    children = Path(f"/proc/{process.pid}/task/{process.pid}/children")
-    while process.poll() is None and not children.read_text():
+def check_interrupt(wish, *args, reads=False):
+    process = subprocess.Popen([PROGRAM, *map(str, args)], stderr=subprocess.PIPE)
+    reader = Path(f"/proc/{process.pid}/task/{process.pid}/children")
+    time.sleep(0 if reads else 0.5)
+    while reads and process.poll() is None and not reader.read_text():
         time.sleep(0.001)
-    return process
+    process.send_signal(wish)
+    same((process.communicate()[1], process.returncode), (b"", 130), wish, args)
 
 
 def test_interrupt(folder):
-    """While reading, which is done by a child, and while it hangs on a pipe that nobody reads."""
-    target = folder / "out.ply"
+    """While reading, which is done by a child, while computing, and while it hangs on a pipe that
+    nobody reads."""
+    target, fifo, small = folder / "out.ply", folder / "fifo", DATA / "spider.obj"
     target.write_text("precious")
+    os.mkfifo(fifo)
     large = large_off(folder)
     for wish in (signal.SIGINT, signal.SIGTERM):
-        process = started_with_child(["weld", large, "-o", target])
-        process.send_signal(wish)
-        same((process.communicate()[1], process.returncode), (b"", 130), "reading", wish)
-    same(target.read_text(), "precious")
-
-    process = started(["rays", DATA / "spider.obj", "--rays", 50_000_000])
-    time.sleep(0.5)
-    process.send_signal(signal.SIGINT)
-    same((process.communicate()[1], process.returncode), (b"", 130), "computing")
-
-    fifo = folder / "fifo"
-    os.mkfifo(fifo)
+        check_interrupt(wish, "weld", large, "-o", target, reads=True)
+    check_interrupt(signal.SIGINT, "rays", small, "--rays", 50_000_000)
     for extension in ("ply", "mesh"):
-        process = started(["weld", DATA / "spider.obj", "-o", fifo, "--format", extension])
-        time.sleep(0.5)
-        process.send_signal(signal.SIGINT)
-        same((process.communicate()[1], process.returncode), (b"", 130), "writing", extension)
+        check_interrupt(signal.SIGINT, "weld", small, "-o", fifo, "--format", extension)
+    same(target.read_text(), "precious")
     same(sorted(os.listdir(folder)), ["fifo", "large.off", "out.ply"])
 
 

@@ -117,6 +117,8 @@ TEST(CutSurface, refusesWhatCannotBecomeADisk) {
     CompactMesh moebius = test::strip(12); // the last triangles close it with a half turn
     moebius.getTriangles()[10] = {{10, 11, 1}};
     moebius.getTriangles()[11] = {{1, 11, 0}};
+    CompactMesh pinched = test::strip(12);
+    std::replace(pinched.getTrianglesRaw(), pinched.getTrianglesRaw() + 36, 13, 0);
     CompactMesh doubled = test::joined(disk, disk);
     for (int c = 24; c < 48; ++c)
         doubled.getTrianglesRaw()[c] -= 9;
@@ -128,7 +130,8 @@ TEST(CutSurface, refusesWhatCannotBecomeADisk) {
         {"nothing", CompactMesh()},
         {"vertices only", test::pointsAlongX(3)},
         {"two components", test::joined(test::torus(8, 6), disk)},
-        {"fans at a vertex", test::bowTie()},
+        {"two fans at a vertex", test::bowTie()},
+        {"the same in one piece", pinched},
         {"four at an edge", doubled},
         {"Moebius strip", moebius},
         {"one wound against the others", reversed},
