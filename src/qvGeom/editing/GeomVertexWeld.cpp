@@ -7,8 +7,8 @@
 #include "qvGeom/editing/detail/VertexGroups.h"
 #include "qvGeom/foundation/base/Diagnostics.h"
 #include "qvGeom/foundation/base/Progress.h"
+#include "qvGeom/foundation/base/SliceAlg.h"
 #include "qvGeom/foundation/base/StopWatch.h"
-#include "qvGeom/foundation/base/ThreadPool.h"
 #include "qvGeom/foundation/geometry/CompactMesh.h"
 #include "qvGeom/foundation/geometry/MeshModification.h"
 #include "qvGeom/foundation/geometry/MeshRemap.h"
@@ -19,29 +19,6 @@ namespace {
 
 constexpr double kSortShare = 0.8;
 constexpr double kRenumberShare = 0.2;
-
-/// Runs a function over slices of a range.
-template <class Work>
-class SliceAlg final : public qvUtil::ThreadedAlg {
-public:
-    SliceAlg(int count, const Work& work) : count_(count), work_(work) {}
-
-    void threadFunc(int thread, int numThreads) override {
-        const qvUtil::IndexRange slice = qvUtil::sliceOf(count_, thread, numThreads);
-        work_(slice.first, slice.last);
-    }
-
-private:
-    int count_;
-    const Work& work_;
-};
-
-/// Calls `work(first, last)` for every thread's slice of `count` items.
-template <class Work>
-void onSlices(qvUtil::ThreadPool& pool, int count, const Work& work) {
-    SliceAlg<Work> alg(count, work);
-    pool.run(alg);
-}
 
 qvUtil::ThreadPool& poolFor(int numVertices) {
     qvUtil::ThreadPool& pool = qvUtil::ThreadPool::getFor(numVertices);
@@ -104,10 +81,11 @@ private:
 
         progress.subPhase(kRenumberShare, child);
         detail::GroupNumbers numbers(grouping.tables(), sorted);
-        onSlices(pool_, mesh_.getNumVertices(), [map, &numbers](int first, int last) {
-            for (int v = first; v < last; ++v)
-                map[v] = numbers.newIndexOf(static_cast<std::uint32_t>(map[v]));
-        });
+        qvUtil::onSlices(pool_, mesh_.getNumVertices(),
+                         [map, &numbers](const qvUtil::IndexRange& slice) {
+                             for (const int v : slice)
+                                 map[v] = numbers.newIndexOf(static_cast<std::uint32_t>(map[v]));
+                         });
         survivors_.swap(numbers.survivors());
         remap_.setNewCount(survivors_.size());
         debugChannel().print("  initialized remap: %f s\n", lap());
@@ -141,8 +119,8 @@ private:
     template <class Record>
     void gather(const Record* from, Record* to) {
         const int* const survivors = survivors_.data();
-        onSlices(pool_, survivors_.size(), [=](int first, int last) {
-            for (int v = first; v < last; ++v)
+        qvUtil::onSlices(pool_, survivors_.size(), [=](const qvUtil::IndexRange& slice) {
+            for (const int v : slice)
                 to[v] = from[survivors[v]];
         });
     }
@@ -161,10 +139,12 @@ private:
     void remapTriangles() {
         MeshTriangle* const triangles = mesh_.getTriangles();
         const int* const map = remap_.entries();
-        onSlices(pool_, mesh_.getNumTriangles(), [triangles, map](int first, int last) {
-            for (int t = first; t < last; ++t)
-                triangles[t] = {{map[triangles[t][0]], map[triangles[t][1]], map[triangles[t][2]]}};
-        });
+        qvUtil::onSlices(pool_, mesh_.getNumTriangles(),
+                         [triangles, map](const qvUtil::IndexRange& slice) {
+                             for (const int t : slice)
+                                 triangles[t] = {{map[triangles[t][0]], map[triangles[t][1]],
+                                                  map[triangles[t][2]]}};
+                         });
     }
 
     /// The seconds since the last lap.

@@ -7,9 +7,8 @@
 #include <utility>
 
 #include "qvGeom/foundation/base/Diagnostics.h"
+#include "qvGeom/foundation/base/SliceAlg.h"
 #include "qvGeom/foundation/base/StopWatch.h"
-#include "qvGeom/foundation/base/ThreadPool.h"
-#include "qvGeom/foundation/base/ThreadedAlg.h"
 #include "qvGeom/foundation/geometry/CompactMesh.h"
 #include "qvGeom/foundation/geometry/MeshAdjTris.h"
 #include "qvGeom/foundation/geometry/MeshAdjVertices.h"
@@ -17,37 +16,36 @@
 namespace qvGeom {
 namespace {
 
-/// Runs `work(part)` for every part; the parts must not depend on each other.
-template <class Work>
-class PartsAlg final : public qvUtil::ThreadedChunkAlg {
+/// The parts that the work over `items` is split into. Both tables keep some memory per part, and
+/// are bound by memory rather than by arithmetic, so that more than a few gain nothing.
+class Parts {
 public:
-    PartsAlg(int parts, const Work& work) : ThreadedChunkAlg(parts), work_(work) {}
+    explicit Parts(int items)
+        : pool_(qvUtil::ThreadPool::getFor(items)),
+          items_(items),
+          count_(std::min(pool_.getNumThreads(), kMost)) {}
 
-    void threadFunc(int part, int, int) override { work_(part); }
+    int count() const { return count_; }
+
+    /// The items of one part.
+    qvUtil::IndexRange operator[](int part) const { return qvUtil::sliceOf(items_, part, count_); }
+
+    /// Runs `work(part)` for every part; they must not depend on each other.
+    template <class Work>
+    void forEach(const Work& work) const {
+        qvUtil::onSlices(pool_, count_, [&work](const qvUtil::IndexRange& parts) {
+            for (const int part : parts)
+                work(part);
+        });
+    }
 
 private:
-    const Work& work_;
+    static constexpr int kMost = 8;
+
+    qvUtil::ThreadPool& pool_;
+    int items_;
+    int count_;
 };
-
-template <class Work>
-void forEachPart(int parts, const Work& work) {
-    if (parts == 1) {
-        work(0);
-        return;
-    }
-    PartsAlg<Work> alg(parts, work);
-    qvUtil::ThreadPool::get().run(alg);
-}
-
-/// Into how many parts to split the work over `items`. Both tables keep some memory per part, and
-/// are bound by memory rather than by arithmetic, so that more than a few gain nothing.
-int numPartsFor(int items) {
-    constexpr int kWorthHandingOver = 10000;
-    constexpr int kMaxParts = 8;
-    return items < kWorthHandingOver
-               ? 1
-               : std::min(qvUtil::ThreadPool::get().getNumThreads(), kMaxParts);
-}
 
 /// Fills `sets` by a counting sort in which every part of the triangles has cursors of its own.
 /// Those of the last part stand in the offsets: when it is done, each has come to the end of its
@@ -59,16 +57,16 @@ void fillAdjTris(const CompactMesh& mesh, ArrayOfSets& sets) {
     if (numTriangles == 0)
         return;
 
-    const int parts = numPartsFor(numTriangles);
-    std::vector<Array<int>> ownCursors(static_cast<std::size_t>(parts - 1));
-    std::vector<int*> cursors(static_cast<std::size_t>(parts), sets.offsets());
-    forEachPart(parts, [&](int part) {
-        if (part < parts - 1) {
+    const Parts parts(numTriangles);
+    std::vector<Array<int>> ownCursors(static_cast<std::size_t>(parts.count() - 1));
+    std::vector<int*> cursors(static_cast<std::size_t>(parts.count()), sets.offsets());
+    parts.forEach([&](int part) {
+        if (part < parts.count() - 1) {
             ownCursors[part].resize(numVertices);
             cursors[part] = ownCursors[part].data();
         }
         int* const counts = cursors[part];
-        for (const int t : qvUtil::sliceOf(numTriangles, part, parts)) {
+        for (const int t : parts[part]) {
             for (const int corner : triangles[t].v)
                 ++counts[corner];
         }
@@ -80,10 +78,10 @@ void fillAdjTris(const CompactMesh& mesh, ArrayOfSets& sets) {
             total += std::exchange(counts[v], total);
     }
 
-    forEachPart(parts, [&](int part) {
+    parts.forEach([&](int part) {
         int* const next = cursors[part];
         int* const list = sets.list();
-        for (const int t : qvUtil::sliceOf(numTriangles, part, parts)) {
+        for (const int t : parts[part]) {
             for (const int corner : triangles[t].v)
                 list[next[corner]++] = t;
         }
@@ -193,12 +191,11 @@ void meshAdjVertices(const CompactMesh& mesh, const MeshAdjTris& adjTris, MeshAd
     qvOS::StopWatch watch;
     watch.start();
     const int numVertices = mesh.getNumVertices();
-    const int parts = numPartsFor(numVertices);
+    const Parts parts(numVertices);
     auto offsets = makeInts(numVertices);
-    std::vector<NeighbourBlocks> blocks(static_cast<std::size_t>(parts));
-    forEachPart(parts, [&](int part) {
-        blocks[part].collect(mesh.getTriangles(), adjTris,
-                             qvUtil::sliceOf(numVertices, part, parts), offsets.get());
+    std::vector<NeighbourBlocks> blocks(static_cast<std::size_t>(parts.count()));
+    parts.forEach([&](int part) {
+        blocks[part].collect(mesh.getTriangles(), adjTris, parts[part], offsets.get());
     });
 
     std::vector<int> starts;
@@ -211,9 +208,9 @@ void meshAdjVertices(const CompactMesh& mesh, const MeshAdjTris& adjTris, MeshAd
     }
 
     auto data = makeInts(length);
-    forEachPart(parts, [&](int part) {
+    parts.forEach([&](int part) {
         blocks[part].copyTo(data.get() + starts[part]);
-        for (const int v : qvUtil::sliceOf(numVertices, part, parts))
+        for (const int v : parts[part])
             offsets[v] += starts[part];
     });
     MeshAdjVertices built(numVertices, maxValence, offsets.release(), data.release());

@@ -6,9 +6,8 @@
 
 #include "qvGeom/editing/GeomSelection.h"
 #include "qvGeom/foundation/base/Diagnostics.h"
+#include "qvGeom/foundation/base/SliceAlg.h"
 #include "qvGeom/foundation/base/StopWatch.h"
-#include "qvGeom/foundation/base/ThreadPool.h"
-#include "qvGeom/foundation/base/ThreadedAlg.h"
 #include "qvGeom/foundation/geometry/CompactMesh.h"
 #include "qvGeom/foundation/geometry/MeshAdjTris.h"
 #include "qvGeom/foundation/geometry/MeshModification.h"
@@ -92,30 +91,13 @@ private:
     std::vector<char> oriented_; // by thread; not bits, which threads would share
 };
 
-/// Runs `work` on every element of an array, each thread on its slice.
-template <class T, class Work>
-class EachAlg final : public qvUtil::ThreadedAlg {
-public:
-    EachAlg(T* elements, int count, const Work& work)
-        : elements_(elements),
-          count_(count),
-          work_(work) {}
-
-    void threadFunc(int thread, int numThreads) override {
-        const qvUtil::IndexRange slice = qvUtil::sliceOf(count_, thread, numThreads);
-        std::for_each(elements_ + slice.first, elements_ + slice.last, work_);
-    }
-
-private:
-    T* elements_;
-    int count_;
-    const Work& work_;
-};
-
+/// Runs `work` on every element of an array.
 template <class T, class Work>
 void forEach(T* elements, int count, const Work& work) {
-    EachAlg<T, Work> alg(elements, count, work);
-    qvUtil::ThreadPool::getFor(count).run(alg);
+    qvUtil::onSlices(qvUtil::ThreadPool::getFor(count), count,
+                     [elements, &work](const qvUtil::IndexRange& slice) {
+                         std::for_each(elements + slice.first, elements + slice.last, work);
+                     });
 }
 
 void reverse(MeshTriangle& triangle) { std::swap(triangle[0], triangle[1]); }
