@@ -8,6 +8,7 @@
 #include "qvGeom/foundation/base/Progress.h"
 #include "qvGeom/foundation/geometry/BitVector.h"
 #include "qvGeom/foundation/geometry/CompactMesh.h"
+#include "qvGeom/foundation/geometry/DisjointSets.h"
 #include "qvGeom/foundation/geometry/MeshAdjTris.h"
 #include "qvGeom/foundation/geometry/MeshAdjVertices.h"
 #include "qvGeom/foundation/geometry/MeshBoundaries.h"
@@ -82,14 +83,13 @@ private:
     int joinWedges(int v) {
         std::sort(spokes_.begin(), spokes_.end());
         const int numWedges = static_cast<int>(spokes_.size()) / 2;
-        groupOf_.resize(static_cast<std::size_t>(numWedges));
-        std::iota(groupOf_.begin(), groupOf_.end(), 0);
+        groups_.reset(numWedges);
 
         int numGroups = numWedges;
         for (auto first = spokes_.begin(); first != spokes_.end();) {
             const auto last = std::upper_bound(first, spokes_.end(), *first);
             for (auto spoke = first + 1; spoke != last; ++spoke)
-                numGroups -= join(first->wedge, spoke->wedge);
+                numGroups -= groups_.unite(first->wedge, spoke->wedge);
             if (v < first->end)
                 countEdge({first, last});
             first = last;
@@ -104,26 +104,11 @@ private:
         facts_.numInconsistentEdges += uses.size() == 2 && uses[0].outgoing == uses[1].outgoing;
     }
 
-    /// Returns 1 when the wedges were in different groups, otherwise 0.
-    int join(int a, int b) {
-        a = findGroup(a);
-        b = findGroup(b);
-        groupOf_[static_cast<std::size_t>(std::max(a, b))] = std::min(a, b);
-        return a != b;
-    }
-
-    int findGroup(int wedge) {
-        const auto group = [&](int w) -> int& { return groupOf_[static_cast<std::size_t>(w)]; };
-        while (group(wedge) != wedge)
-            wedge = group(wedge) = group(group(wedge));
-        return wedge;
-    }
-
     const MeshTriangle* triangles_;
     const qvGeom::MeshAdjTris& adjTris_;
     SurfaceFacts facts_;
-    std::vector<Spoke> spokes_; // of the vertex at hand; kept for their memory
-    std::vector<int> groupOf_;  // each wedge's way to the first of its group
+    std::vector<Spoke> spokes_;      // of the vertex at hand; kept for their memory
+    qvGeom::DisjointSets groups_{0}; // of its wedges, likewise
 };
 
 std::vector<int> lengthsLongestFirst(const qvGeom::MeshBoundaries& loops) {

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
-#include <numeric>
 #include <queue>
 #include <utility>
 #include <vector>
 
 #include "qvGeom/foundation/geometry/CompactMesh.h"
+#include "qvGeom/foundation/geometry/DisjointSets.h"
 #include "qvGeom/foundation/geometry/MeshAdjTris.h"
 #include "qvGeom/foundation/geometry/MeshModification.h"
 #include "qvGeom/foundation/geometry/MeshRemap.h"
@@ -116,31 +116,6 @@ private:
     int count_;
     std::vector<int> across_;
     bool isManifold_;
-};
-
-/// Sets that grow together.
-class UnionFind {
-public:
-    explicit UnionFind(int count) : parent_(static_cast<std::size_t>(count)) {
-        std::iota(parent_.begin(), parent_.end(), 0);
-    }
-
-    /// False when both are together already.
-    bool unite(int a, int b) {
-        a = find(a);
-        b = find(b);
-        parent_[std::max(a, b)] = std::min(a, b);
-        return a != b;
-    }
-
-private:
-    int find(int a) {
-        while (parent_[a] != a)
-            a = parent_[a] = parent_[parent_[a]];
-        return a;
-    }
-
-    std::vector<int> parent_;
 };
 
 /// Finds the edges to cut. Edges are named as Corners::edge does.
@@ -273,7 +248,7 @@ private:
                 edges.emplace_back(-(distance_[a] + distance_[b] + lengthOf(edge)), edge);
         }
         std::sort(edges.begin(), edges.end());
-        UnionFind triangles(corners_.count() / 3);
+        DisjointSets triangles(corners_.count() / 3);
         for (const auto& [order, edge] : edges) {
             if (triangles.unite(edge / 3, corners_.across(edge) / 3))
                 isCut_[edge] = false;
@@ -353,7 +328,7 @@ private:
 };
 
 bool isConnected(const Corners& corners) {
-    UnionFind triangles(corners.count() / 3);
+    DisjointSets triangles(corners.count() / 3);
     int components = corners.count() / 3;
     for (int corner = 0; corner < corners.count(); ++corner) {
         if (!corners.isBoundary(corner))

@@ -1,67 +1,19 @@
 #include "qvGeom/topology/GeomComponents.h"
 
 #include <algorithm>
-#include <numeric>
 
 #include "qvGeom/foundation/base/Diagnostics.h"
 #include "qvGeom/foundation/base/StopWatch.h"
 #include "qvGeom/foundation/geometry/CompactMesh.h"
+#include "qvGeom/foundation/geometry/DisjointSets.h"
 #include "qvGeom/foundation/geometry/MeshAdjTris.h"
 #include "qvGeom/foundation/geometry/TopoMesh.h"
 
 namespace qvGeom {
 namespace {
 
-/// Disjoint sets of vertices, each a tree with its lowest member as root. A parent is never above
-/// its child.
-class VertexSets {
-public:
-    explicit VertexSets(int numVertices) : array_(numVertices), parent_(array_.data()) {
-        std::iota(array_.begin(), array_.end(), 0);
-    }
-
-    VertexSets(const VertexSets&) = delete;
-    VertexSets& operator=(const VertexSets&) = delete;
-    ~VertexSets() = default;
-
-    void unite(int a, int b, int c) {
-        a = parent_[a];
-        b = parent_[b];
-        c = parent_[c];
-        if (a == b && b == c) // which holds most of the time, and costs no search
-            return;
-        a = rootOf(a);
-        b = rootOf(b);
-        c = rootOf(c);
-        parent_[a] = parent_[b] = parent_[c] = std::min({a, b, c});
-    }
-
-    int rootOf(int v) {
-        while (parent_[v] != v) {
-            parent_[v] = parent_[parent_[v]];
-            v = parent_[v];
-        }
-        return v;
-    }
-
-    /// Makes every vertex its root's child, or a root.
-    void flatten() {
-        for (int& parent : array_)
-            parent = parent_[parent];
-    }
-
-    bool isRoot(int v) const { return parent_[v] == v; }
-
-    /// The root, after flatten().
-    int parentOf(int v) const { return parent_[v]; }
-
-private:
-    Array<int> array_;
-    int* const parent_; // into it
-};
-
 /// Unites the corners of every triangle and leaves the sets flat.
-void uniteByTriangles(const CompactMesh& mesh, VertexSets& sets) {
+void uniteByTriangles(const CompactMesh& mesh, DisjointSets& sets) {
     const MeshTriangle* const triangles = mesh.getTriangles();
     const int numTriangles = mesh.getNumTriangles();
     // Half of the triangles join nearly all there is to join. Once their trees are flat, the
@@ -74,7 +26,7 @@ void uniteByTriangles(const CompactMesh& mesh, VertexSets& sets) {
 }
 
 /// Numbers the components by their lowest triangle; the trees of unused vertices get -1.
-void numberComponents(const CompactMesh& mesh, const VertexSets& sets, int numComponents,
+void numberComponents(const CompactMesh& mesh, const DisjointSets& sets, int numComponents,
                       Array<int>& vertexComponent) {
     const int numVertices = mesh.getNumVertices();
     Array<int> rootArray(numVertices);
@@ -102,7 +54,7 @@ int meshComponents(const CompactMesh& mesh, const MeshAdjTris& adjTris,
     qvOS::StopWatch watch;
     watch.start();
 
-    VertexSets sets(numVertices);
+    DisjointSets sets(numVertices);
     uniteByTriangles(mesh, sets);
     int numComponents = 0;
     for (int v = 0; v < numVertices; ++v)
@@ -115,9 +67,9 @@ int meshComponents(const CompactMesh& mesh, const MeshAdjTris& adjTris,
 }
 
 int meshComponents(TopoMesh& mesh) {
-    VertexSets sets(mesh.vertexIdLimit());
+    DisjointSets sets(mesh.vertexIdLimit());
     for (int e = mesh.nextEdge(-1); e >= 0; e = mesh.nextEdge(e))
-        sets.unite(mesh.edgeVertex(e), mesh.edgeVertex(e), mesh.edgeEndVertex(e));
+        sets.unite(mesh.edgeVertex(e), mesh.edgeEndVertex(e));
 
     // A set is a component when it has a face, which then has an edge that starts at the root.
     int numComponents = 0;
