@@ -2,16 +2,13 @@
 
 #include <cmath>
 #include <gtest/gtest.h>
-#include <limits>
-#include <utility>
 
 #include "qvGeom/foundation/linear/Tolerances.h"
 
 namespace qvLinear {
 namespace {
 
-constexpr double kInf = std::numeric_limits<double>::infinity();
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInf = INFINITY, kNaN = NAN;
 
 TEST(Range, growsFromEmptyAndCollapsesSmallOverlapsToExactlyZero) {
     Range3d box;
@@ -83,13 +80,11 @@ void checkSegments(Point2 a0, Point2 a1, Point2 b0, Point2 b1, SegmentRelation w
             EXPECT_LE(distance(a0 + (a1 - a0) * ta, b0 + (b1 - b0) * tb), tol);
             EXPECT_LE(distance(a0 + (a1 - a0) * ta, at), tol);
         }
-        std::swap(a0, a1);
-        if (k % 2 == 1)
-            std::swap(b0, b1);
-        if (k == 3) {
-            std::swap(a0, b0);
-            std::swap(a1, b1);
-        }
+        // Exchanging and reversing one comes back after four times.
+        std::swap(a0, b0);
+        std::swap(a1, b1);
+        if (k != 3)
+            std::swap(a0, a1);
     }
 }
 

@@ -1,6 +1,5 @@
 #include <cmath>
 #include <gtest/gtest.h>
-#include <limits>
 
 #include "qvGeom/foundation/linear/Angle.h"
 #include "qvGeom/foundation/linear/ProjMatrix.h"
@@ -23,9 +22,9 @@ Matrix matrix(test::Random& random) {
 template <class Matrix>
 double largestDifference(const Matrix& a, const Matrix& b) {
     double largest = 0.0;
-    for (int row = 0; row < 4; ++row) {
-        for (int column = 0; column < int(std::size(a.m[0])); ++column)
-            largest = std::max(largest, std::abs(a.m[row][column] - b.m[row][column]));
+    for (std::size_t i = 0; i < 4 * std::size(a.m[0]); ++i) {
+        const std::size_t row = i % 4, column = i / 4;
+        largest = std::max(largest, std::abs(a.m[row][column] - b.m[row][column]));
     }
     return largest;
 }
@@ -73,7 +72,7 @@ TEST(Matrix, inverseUndoes) {
 
 // A rank defect rarely gives a determinant of exactly 0: the second case has one of 7e-18.
 TEST(Matrix, inverseRefusesSingularAndNonFinite) {
-    const double inf = std::numeric_limits<double>::infinity();
+    const double inf = INFINITY;
     const Vector rows[][3] = {{{1, 2, 3}, {4, 5, 6}, {7, 8, 9}},
                               {{0.1, 0.2, 0.3}, {0.4, 0.5, 0.6}, {0.7, 0.8, 0.9}},
                               {{inf, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
