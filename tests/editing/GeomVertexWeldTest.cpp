@@ -123,9 +123,7 @@ TEST(MeshCompact, agreesWithAMapOfExactKeys) {
              {Channels::Positions, Channels::UserNormals, Channels::UserNormalsAndUVs,
               Channels::ComputedNormalsAndUVs}) {
             for (const int triangles : {1, 7, 300, 5000}) {
-                SCOPED_TRACE(testing::Message()
-                             << threads << " threads, channels " << static_cast<int>(channels)
-                             << ", " << triangles << " triangles");
+                SCOPED_TRACE(testing::Message() << triangles << " on " << threads << " threads");
                 const CompactMesh soup =
                     randomSoup(7, triangles, triangles > 1000 ? 25 : 5, channels);
                 CompactMesh welded = soup;

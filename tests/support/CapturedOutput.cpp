@@ -1,6 +1,6 @@
 #include "support/CapturedOutput.h"
 
-#include <algorithm>
+#include <regex>
 
 #include "qvGeom/foundation/base/Diagnostics.h"
 
@@ -26,17 +26,7 @@ CapturedOutput::~CapturedOutput() {
 }
 
 std::string CapturedOutput::debugWithoutSeconds() const {
-    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
-    std::string text;
-    for (std::size_t i = 0; i < debug_.size();) {
-        const auto end = std::find_if_not(debug_.begin() + i, debug_.end(),
-                                          [&](char c) { return isDigit(c) || c == '.'; });
-        const std::string word(debug_.begin() + i, end);
-        const bool isSeconds = word.size() > 7 && word.find('.') == word.size() - 7;
-        text += isSeconds ? "S" : word.empty() ? std::string(1, debug_[i]) : word;
-        i += word.empty() ? 1 : word.size();
-    }
-    return text;
+    return std::regex_replace(debug_, std::regex(R"(\b\d+\.\d{6}\b)"), "S");
 }
 
 void CapturedOutput::clear() {

@@ -152,23 +152,20 @@ CompactMesh bowTie() {
 }
 
 CompactMesh soupOf(const CompactMesh& mesh) {
-    const int corners = 3 * mesh.getNumTriangles();
+    const int* const corners = mesh.getTrianglesRaw();
+    const int numCorners = 3 * mesh.getNumTriangles();
     CompactMesh soup;
-    soup.resizeVertexArray(corners);
+    soup.resizeVertexArray(numCorners);
     soup.resizeTriangleArray(mesh.getNumTriangles());
+    const auto spread = [=](const auto* from, auto* to) {
+        std::transform(corners, corners + numCorners, to, [from](int v) { return from[v]; });
+    };
+    spread(mesh.getVertices(), soup.getVertices());
     if (mesh.getNormals())
-        soup.allocNormalArray();
+        spread(mesh.getNormals(), soup.allocNormalArray());
     if (mesh.getUVs())
-        soup.allocUVArray();
-    for (int c = 0; c < corners; ++c) {
-        const int v = mesh.getTrianglesRaw()[c];
-        soup.getVertices()[c] = mesh.getVertices()[v];
-        if (mesh.getNormals())
-            soup.getNormals()[c] = mesh.getNormals()[v];
-        if (mesh.getUVs())
-            soup.getUVs()[c] = mesh.getUVs()[v];
-        soup.getTrianglesRaw()[c] = c;
-    }
+        spread(mesh.getUVs(), soup.allocUVArray());
+    std::iota(soup.getTrianglesRaw(), soup.getTrianglesRaw() + numCorners, 0);
     return soup;
 }
 

@@ -68,25 +68,17 @@ Loops plainLoopsOf(const CompactMesh& mesh) {
 // are not manifold.
 TEST(Boundary, agreesWithThePlainWalkOnAnyMesh) {
     for (int seed = 0; seed < 200; ++seed) {
-        SCOPED_TRACE(testing::Message() << "seed " << seed);
+        SCOPED_TRACE(seed);
         const CompactMesh mesh = test::randomMesh(seed, 3 + seed % 23, 1 + seed % 41);
         ASSERT_EQ(loopsOf(mesh), plainLoopsOf(mesh));
     }
 }
 
 TEST(MeshComputeBoundary, givesLoopsFromTheirLowestVertex) {
-    const std::vector<qvGeom::MeshVertex> vertices(4);
-    const std::pair<CompactMesh, Loops> cases[] = {
-        {CompactMesh(), {}},
-        {test::meshOf(vertices, {{{2, 1, 0}}}), {{0, 2, 1}}},
-        {test::meshOf(vertices, {{{0, 1, 2}}, {{0, 2, 3}}, {{0, 3, 1}}, {{1, 3, 2}}}), {}},
-        {test::grid(2, 1), {{0, 1, 2, 5, 4, 3}}},
-        {test::soupOf(test::grid(1, 1)), {{0, 1, 2}, {3, 4, 5}}},
-        {test::closedFan(4), {{1, 2, 3, 4}}},
-        {test::bowTie(), {{0, 1, 2}, {3, 4}}}, // the second meets the first and stays open
-    };
-    for (const auto& [mesh, loops] : cases)
-        EXPECT_EQ(loopsOf(mesh), loops);
+    EXPECT_EQ(loopsOf(test::grid(2, 1)), (Loops{{0, 1, 2, 5, 4, 3}}));
+    EXPECT_EQ(loopsOf(test::closedFan(4)), (Loops{{1, 2, 3, 4}}));
+    EXPECT_EQ(loopsOf(test::sphere(2, 4)), Loops());
+    EXPECT_EQ(loopsOf(test::bowTie()), (Loops{{0, 1, 2}, {3, 4}})); // which meets the first
 }
 
 // Every edge at the hub of a fan asks for its opposite: searching the hub's triangles each time

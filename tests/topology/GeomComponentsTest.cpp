@@ -37,14 +37,12 @@ int relabelledComponents(const CompactMesh& mesh, std::vector<int>& component) {
 }
 
 TEST(MeshComponents, numbersByLowestTriangle) {
-    std::vector<CompactMesh> meshes{CompactMesh(), test::pointsAlongX(3), test::bowTie(),
-                                    test::shuffled(test::soupOf(test::grid(4, 3)), 1),
+    std::vector<CompactMesh> meshes{CompactMesh(), test::pointsAlongX(3),
                                     test::shuffled(test::grid(9, 7), 2)};
     for (int seed = 0; seed < 100; ++seed)
         meshes.push_back(test::randomMesh(seed, 1 + seed, 1 + seed / 3));
     for (const CompactMesh& mesh : meshes) {
-        SCOPED_TRACE(testing::Message() << mesh.getNumVertices() << " vertices, "
-                                        << mesh.getNumTriangles() << " triangles");
+        SCOPED_TRACE(&mesh - meshes.data());
         std::vector<int> expected;
         const int count = relabelledComponents(mesh, expected);
         qvGeom::Array<int> component(2);

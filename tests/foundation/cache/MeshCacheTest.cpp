@@ -4,7 +4,6 @@
 #include <memory>
 #include <optional>
 
-#include "qvGeom/foundation/geometry/CompactMesh.h"
 #include "qvGeom/foundation/geometry/MeshModification.h"
 
 #include "support/MeshBuilders.h"
@@ -96,25 +95,25 @@ TEST(MeshCache, meshAndCacheDieInEitherOrder) {
 // A slot may ask for tables while the cache is being told: before it has heard, or after.
 TEST(MeshCache, answersDuringEmission) {
     struct Asker {
-        const CompactMesh* mesh;
+        CompactMesh mesh = test::grid(3, 3);
         OpenCache cache{};
         int numTriangles = -1;
+
+        static void ask(void* user, qvRTB::EntityModification&) {
+            auto& [mesh, cache, numTriangles] = *static_cast<Asker*>(user);
+            numTriangles = cache.getAdjTris(mesh)->numMembers() / 3;
+        }
     };
 
-    const auto onModified = [](void* user, qvRTB::EntityModification&) {
-        auto* const asker = static_cast<Asker*>(user);
-        asker->numTriangles = asker->cache.getAdjTris(*asker->mesh)->numMembers() / 3;
-    };
     for (const bool cacheIsFirst : {false, true}) {
-        CompactMesh mesh = test::grid(3, 3);
-        Asker asker{&mesh};
+        Asker asker;
         if (cacheIsFirst)
-            asker.cache.getBoundaries(mesh);
-        mesh.getModifiedSignal().addCallback(onModified, &asker);
+            asker.cache.getBoundaries(asker.mesh);
+        asker.mesh.getModifiedSignal().addCallback(Asker::ask, &asker);
         for (const int numTriangles : {10, 5, 0}) {
-            mesh.resizeTriangleArray(numTriangles);
-            announce(mesh, MeshModification::Topology);
-            EXPECT_EQ(asker.cache.getAdjTris(mesh)->numMembers(), 3 * numTriangles);
+            asker.mesh.resizeTriangleArray(numTriangles);
+            announce(asker.mesh, MeshModification::Topology);
+            EXPECT_EQ(asker.cache.getAdjTris(asker.mesh)->numMembers(), 3 * numTriangles);
             EXPECT_EQ(asker.numTriangles == numTriangles, cacheIsFirst || numTriangles == 10);
         }
     }
