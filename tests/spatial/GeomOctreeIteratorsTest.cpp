@@ -1,6 +1,7 @@
 #include "qvGeom/spatial/GeomOctreeIterators.h"
 
 #include <gtest/gtest.h>
+#include <numeric>
 #include <set>
 #include <vector>
 
@@ -45,10 +46,10 @@ struct RandomPoints {
     }
 };
 
-template <class Iterator>
-std::vector<int> walk(Iterator& it) {
+template <class Iterator, class... Query>
+std::vector<int> walk(Iterator& it, const Query&... query) {
     std::vector<int> visited;
-    for (; it.valid(); it.next())
+    for (it.reset(query...); it.valid(); it.next())
         visited.push_back(it.get().leafIndex());
     return visited;
 }
@@ -78,8 +79,7 @@ void checkWalk(Iterator& it, const Octree& octree, const Query& query, const Vec
         if (intersects(leaf.box, query))
             expected.push_back(leaf.leafIndex());
     }
-    it.reset(query);
-    ASSERT_EQ(walk(it), expected);
+    ASSERT_EQ(walk(it, query), expected);
 }
 
 TEST(OctreeIntersectIterators, meetWhatEveryLeafTestMeets) {
@@ -110,20 +110,16 @@ TEST(OctreeIntersectIterators, meetWhatEveryLeafTestMeets) {
             const Frustum frustum{qvLinear::ProjMatrix(toClip)};
             checkWalk(frustumIt, octree, frustum, frustum.getVector());
         }
-        const BoundingBox far({90, 90, 90}, {91, 91, 91});
-        EXPECT_FALSE(OctreeBBoxIntersectIt(octree, far).valid());
     }
 }
 
 TEST(OctreeLeafIterator, visitsTheLastChildFirst) {
     for (const Octree& octree : someTrees()) {
+        std::vector<int> backward(octree.getNumVoxels());
+        std::iota(backward.rbegin(), backward.rend(), 0);
         OctreeLeafIterator it(octree);
-        for (int round = 0; round < 2; ++round, it.reset(octree)) {
-            const std::vector<int> visited = walk(it);
-            ASSERT_EQ(static_cast<int>(visited.size()), octree.getNumVoxels());
-            for (int i = 0; i < octree.getNumVoxels(); ++i)
-                ASSERT_EQ(visited[i], octree.getNumVoxels() - 1 - i);
-        }
+        ASSERT_EQ(it.valid(), !backward.empty());
+        ASSERT_EQ(walk(it, octree), backward);
     }
 }
 
@@ -169,8 +165,7 @@ TEST(QuadtreeIntersectIt, visitsTheLeavesMetInOrder) {
                 if (leaf.box.intersects2D(box))
                     expected.push_back(leaf.leafIndex());
             }
-            it.reset(quadtree, box);
-            ASSERT_EQ(walk(it), expected);
+            ASSERT_EQ(walk(it, quadtree, box), expected);
         }
     }
 }

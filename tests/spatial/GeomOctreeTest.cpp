@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <regex>
-#include <utility>
 #include <vector>
 
 #include "qvGeom/foundation/geometry/Frustum.h"
@@ -29,7 +28,6 @@ using qvLinear::PointFlt;
 using qvLinear::Vector;
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-constexpr float kInf = std::numeric_limits<float>::infinity();
 
 const BoundingBox kUnit({0, 0, 0}, {1, 1, 1});
 
@@ -85,7 +83,7 @@ TEST(BoxPredicates, trianglesSegmentsAndRaysAgreeWithClipping) {
         EXPECT_TRUE(intersects(kUnit, corners[0], corners[1], corners[2])) << k;
 }
 
-TEST(BoxPredicates, spheresPointsAndRanges) {
+TEST(BoxPredicates, spheresPointsRangesAndRays) {
     EXPECT_TRUE(intersects(kUnit, Sphere{{4, 5, 1}, 5}));
     EXPECT_FALSE(intersects(kUnit, Sphere{{4, 5, 1}, std::nextafter(5.0, 0.0)}));
     EXPECT_TRUE(intersects(kUnit, Sphere{{1 + 1e-12, 0, 0}, 0})); // its centre as floats is inside
@@ -95,6 +93,18 @@ TEST(BoxPredicates, spheresPointsAndRanges) {
     project({{-1, 2, 3}, {1, 4, 7}}, {2, -1, 0.5F}, lo, hi);
     EXPECT_EQ(lo, -2 - 4 + 1.5F);
     EXPECT_EQ(hi, 2 - 2 + 3.5F);
+
+    const PointFlt onSide{1, 0.5F, 0.5F};
+    EXPECT_TRUE(intersects(kUnit, Ray(onSide, {-1e-3, -0.0, 0})));
+    EXPECT_FALSE(intersects(kUnit, Ray(onSide, {1, 0, -0.0}))); // ends where the ray begins
+    // In the plane of a face, where a zero component gives 0 times infinity.
+    for (int i = 0; i < 12; ++i) {
+        float o[3] = {-1, -1, -1};
+        double d[3] = {1, 1, 1};
+        o[i / 4] = static_cast<float>(i % 2);
+        d[i / 4] = i % 4 < 2 ? 0.0 : -0.0;
+        EXPECT_TRUE(intersects(kUnit, Ray({o[0], o[1], o[2]}, {d[0], d[1], d[2]}))) << i;
+    }
 }
 
 TEST(BoxPredicates, frusta) {
@@ -115,23 +125,6 @@ TEST(BoxPredicates, frusta) {
     EXPECT_TRUE(meets({1.9F, 1.9F, -0.9F}, {2.9F, 9, 9}));  // only near an edge, but not rejected
 }
 
-TEST(BoxPredicates, rays) {
-    const PointFlt onSide{1, 0.5F, 0.5F};
-    const Vector forward{1, 0, -0.0}, back{-1e-3, -0.0, 0};
-    EXPECT_TRUE(intersects(kUnit, Ray(onSide, back)));
-    EXPECT_FALSE(intersects(kUnit, Ray(onSide, forward))); // ends where the ray begins
-    // In the plane of a face, where a zero component gives 0 times infinity.
-    for (int i = 0; i < 12; ++i) {
-        float o[3] = {-1, -1, -1};
-        double d[3] = {1, 1, 1};
-        o[i / 4] = static_cast<float>(i % 2);
-        d[i / 4] = i % 4 < 2 ? 0.0 : -0.0;
-        const PointFlt origin{o[0], o[1], o[2]};
-        const Vector direction{d[0], d[1], d[2]};
-        EXPECT_TRUE(intersects(kUnit, Ray(origin, direction))) << i;
-    }
-}
-
 using Contents = std::vector<std::vector<int>>;
 
 Contents contentsOf(const ArrayOfSets& sets) {
@@ -146,7 +139,7 @@ TEST(OctreePartition, isWhatTestsOneByOneGive) {
     CompactMesh mesh = test::shuffled(test::wavySurface(30000), 3);
     mesh.getVertices()[7] = {kNaN, kNaN, kNaN};
     mesh.getVertices()[8].x = kNaN;
-    mesh.getVertices()[9].y = kInf;
+    mesh.getVertices()[9].y = HUGE_VALF;
     mesh.getTriangles()[0] = {7, 7, 7}; // in no voxel
     mesh.resizeLineArray(mesh.getNumTriangles());
     for (int e = 0; e < mesh.getNumTriangles(); ++e)
@@ -158,19 +151,18 @@ TEST(OctreePartition, isWhatTestsOneByOneGive) {
         Contents inTris(octree.getNumVoxels()), inLines = inTris;
         OctreeBBoxIntersectIt it(octree);
         for (int e = 0; e < mesh.getNumTriangles(); ++e) {
-            PointFlt p[3];
-            for (int k = 0; k < 3; ++k) {
-                const MeshVertex& v = mesh.getVertices()[mesh.getTriangles()[e][k]];
-                p[k] = {v.x, v.y, v.z};
-            }
+            const auto at = [&](int k) {
+                const auto [x, y, z] = mesh.getVertices()[mesh.getTriangles()[e][k]];
+                return PointFlt{x, y, z};
+            };
             BoundingBox ofLine;
-            ofLine.extend(p[0]);
-            ofLine.extend(p[1]);
+            ofLine.extend(at(0));
+            ofLine.extend(at(1));
             for (it.reset(boxes[e]); it.valid(); it.next()) {
                 const OctreeIterator leaf = it.get();
-                if (intersects(leaf.box, p[0], p[1], p[2]))
+                if (intersects(leaf.box, at(0), at(1), at(2)))
                     inTris[leaf.leafIndex()].push_back(e);
-                if (leaf.box.intersects(ofLine) && intersects(leaf.box, p[0], p[1]))
+                if (leaf.box.intersects(ofLine) && intersects(leaf.box, at(0), at(1)))
                     inLines[leaf.leafIndex()].push_back(e);
             }
         }
@@ -191,25 +183,18 @@ TEST(OctreePartition, printsCoherence) {
     // Eight voxels, of which the first two hold triangles. Not coherent: what comes first in a
     // voxel, what touches a side of it, what lies in both, though not what then follows, and what
     // is nowhere.
+    const float ends[][2] = {{1, 1.5F}, {1, 1.5F}, {kNaN, kNaN}, {0, 0.5F}, {3, 3.5F},
+                             {3, 3.5F}, {1, 1.5F}, {1, 3},       {3, 3.5F}};
     std::vector<MeshVertex> vertices{{0, 0, 0}, {4, 4, 4}};
     std::vector<MeshTriangle> triangles;
-    for (const auto& [x, width] : {std::pair{1.0F, 0.5F},
-                                   {1, 0.5F},
-                                   {kNaN, 0},
-                                   {0, 0.5F},
-                                   {3, 0.5F},
-                                   {3, 0.5F},
-                                   {1, 0.5F},
-                                   {1, 2},
-                                   {3, 0.5F}}) {
+    for (const auto& [low, high] : ends) {
         const int first = static_cast<int>(vertices.size());
-        vertices.insert(vertices.end(), {{x, 1, 1}, {x + width, 1, 1}, {x, 1.5F, 1}});
+        vertices.insert(vertices.end(), {{low, 1, 1}, {high, 1, 1}, {low, 1.5F, 1}});
         triangles.push_back({{first, first + 1, first + 2}});
     }
     CompactMesh mesh = test::meshOf(vertices, triangles);
     mesh.resizeLineArray(2);
     std::copy_n(std::vector{2, 3, 3, 4}.begin(), 4, mesh.getLines());
-    const CompactMesh points = test::pointsAlongX(50);
     const Octree octree = test::octreeOf(mesh, 20), none = test::octreeOf(CompactMesh());
     OctreeTris tris;
     OctreeLines lines;
@@ -218,7 +203,7 @@ TEST(OctreePartition, printsCoherence) {
     computeOctreeTris(mesh, none, tris); // prints nothing and leaves the result alone
     EXPECT_EQ(tris.setSize(0), 5);
     meshOctreeLines(mesh, octree, lines);
-    computeOctreeTris(points, octree, tris); // no triangles
+    computeOctreeTris(test::pointsAlongX(5), octree, tris); // no triangles
     EXPECT_EQ(contentsOf(tris), Contents(8));
     const std::regex timing(R"(in \d+\.\d{3} s|-?(nan|\d+) tri/sec|-(?=nan))");
     EXPECT_EQ(std::regex_replace(output.debug(), timing, ""),
