@@ -21,21 +21,8 @@ RANK = {folder: rank for rank, row in enumerate(LAYERS) for folder in row}
 # (file without suffix, included file without suffix)
 EXCEPTIONS = {("topology/GeomOrientation", "editing/GeomSelection")}
 
-SYSTEM_HEADERS = set(
-    """
-    algorithm any array atomic barrier bit bitset cassert cctype cerrno cfenv cfloat charconv chrono
-    cinttypes climits clocale cmath compare complex concepts condition_variable coroutine csetjmp
-    csignal cstdarg cstddef cstdint cstdio cstdlib cstring ctime cuchar cwchar cwctype deque exception
-    execution filesystem format forward_list fstream functional future initializer_list iomanip ios
-    iosfwd iostream istream iterator latch limits list locale map memory memory_resource mutex new
-    numbers numeric optional ostream queue random ranges ratio regex scoped_allocator semaphore set
-    shared_mutex source_location span sstream stack stdexcept stop_token streambuf string string_view
-    syncstream system_error thread tuple type_traits typeindex typeinfo unordered_map unordered_set
-    utility valarray variant vector version
-    emmintrin.h fcntl.h immintrin.h locale.h pthread.h sched.h sys/mman.h sys/stat.h sys/types.h time.h unistd.h
-    """.split()
-)
-
+# The standard library's have no suffix.
+SYSTEM_HEADER = re.compile(r"[a-z_]+|(emmintrin|immintrin|locale|pthread|sched|sys/mman|sys/stat)\.h")
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 
 
@@ -47,7 +34,7 @@ def folder_of(path):
 def fault_of(file, bracket, name):
     """What is wrong with one include, or None. `file` is relative to qvGeom/."""
     if bracket == "<":
-        return None if name in SYSTEM_HEADERS else "is neither a standard nor a system header"
+        return None if SYSTEM_HEADER.fullmatch(name) else "is neither a standard nor a system header"
     if not name.startswith("qvGeom/"):
         return "is not written from qvGeom/ on"
     target = Path(name).relative_to("qvGeom")
@@ -70,21 +57,19 @@ def fault_of(file, bracket, name):
 
 def find_cycle(includes):
     """The first cycle of {file: [included file]} as a list of its files, or None."""
-    finished, path = set(), []
+    finished = set()
 
-    def visit(file):
+    def visit(file, path):
         if file in path:
             return path[path.index(file) :] + [file]
-        if file in finished:
-            return None
-        path.append(file)
-        for target in includes.get(file, []):
-            if cycle := visit(target):
-                return cycle
-        finished.add(path.pop())
+        if file not in finished:
+            for target in includes.get(file, []):
+                if cycle := visit(target, path + [file]):
+                    return cycle
+        finished.add(file)
         return None
 
-    return next((cycle for file in includes if (cycle := visit(file))), None)
+    return next((cycle for file in includes if (cycle := visit(file, []))), None)
 
 
 def check(source):
