@@ -106,16 +106,12 @@ MeshVertex plainBilateral(const CompactMesh& mesh, const MeshAdjVertices& adj, i
     return {moved.x, moved.y, moved.z};
 }
 
-/// Normals out of the middle of the mesh, some too long, some zero.
+/// Normals of all lengths, some zero.
 void makeNormals(CompactMesh& mesh) {
-    qvLinear::Range3d range;
-    mesh.getBoundingBox(range);
-    const auto c = combine(0.5, range.min, 0.5, range.max);
     for (int v = 0; v < mesh.getNumVertices(); ++v) {
-        const MeshVertex& p = mesh.getVertices()[v];
-        const qvLinear::Vector out{p.x - c.x, p.y - c.y, p.z - c.z};
-        const auto n = qvLinear::narrow((v % 9 == 0 ? 0 : 1.25) / out.length() * out);
-        mesh.allocNormalArray()[v] = {n.x, n.y, n.z};
+        const auto [x, y, z] = mesh.getVertices()[v];
+        const float scale = v % 9 == 0 ? 0 : 1.25F;
+        mesh.allocNormalArray()[v] = {scale * x, scale * y, scale * z};
     }
 }
 

@@ -54,10 +54,6 @@ bool packPlainly(Rects& rects) {
     return true;
 }
 
-bool same(const Range2d& a, const Range2d& b) {
-    return a.minX == b.minX && a.minY == b.minY && a.maxX == b.maxX && a.maxY == b.maxY;
-}
-
 TEST(Pack, placesEachInTheFirstRoomItFits) {
     std::mt19937 random(1);
     int failures = 0;
@@ -71,10 +67,9 @@ TEST(Pack, placesEachInTheFirstRoomItFits) {
         const bool allPlaced = packPlainly(expected);
         EXPECT_EQ(qvGeom::pack(rects), allPlaced);
         failures += !allPlaced;
-        EXPECT_TRUE(std::equal(rects.begin(), rects.end(), expected.begin(), same));
+        EXPECT_TRUE(rects == expected);
     }
-    EXPECT_GT(failures, 20);
-    EXPECT_LT(failures, 180);
+    EXPECT_TRUE(failures > 20 && failures < 180);
 }
 
 TEST(Pack, neverOverlapsLeavesTheSquareOrChangesProportions) {
@@ -109,7 +104,7 @@ TEST(Pack, tellsWhatItDid) {
         qvGeom::pack(rects, iterations);
         return rects;
     };
-    EXPECT_TRUE(same(packed({{2, 3, 2.5, 3.25}}, 4)[0], {0, 0, 1, 0.5}));
+    EXPECT_EQ(packed({{2, 3, 2.5, 3.25}}, 4)[0], (Range2d{0, 0, 1, 0.5}));
     EXPECT_EQ(output.debug(),
               "Packed (2.0000,3.0000)-(2.5000,3.2500) to"
               " (0.0000,0.0000)-(0.5000,0.2500)\n"
@@ -123,7 +118,7 @@ TEST(Pack, tellsWhatItDid) {
     EXPECT_EQ(two[1].minX, 0.0);
     // What cannot shrink gradually collapses, and is not scaled.
     for (const Range2d& rect : packed({{0, 0, 3, 1}, {5, 5, 9, 9}}, 0))
-        EXPECT_TRUE(same(rect, {0, 0, 0, 0}));
+        EXPECT_EQ(rect, (Range2d{0, 0, 0, 0}));
     EXPECT_EQ(output.debug().find("Scaling"), std::string::npos);
 }
 
@@ -133,13 +128,13 @@ TEST(Pack, leavesAloneWhatCannotBePacked) {
     for (const Range2d& bad : {Range2d{0, 0, inf, 1}, Range2d{0, NAN, 1, 1}}) {
         Rects rects{{0, 0, 3, 3}, bad};
         qvGeom::pack(rects, 5);
-        EXPECT_TRUE(same(rects[0], {0, 0, 3, 3}));
+        EXPECT_EQ(rects[0], (Range2d{0, 0, 3, 3}));
         EXPECT_FALSE(qvGeom::pack(rects));
     }
     for (const int iterations : {-1, 2000000000}) {
         Rects rects{{0, 0, 3, 3}};
         qvGeom::pack(rects, iterations);
-        EXPECT_TRUE(same(rects[0], {0, 0, 3, 3}));
+        EXPECT_EQ(rects[0], (Range2d{0, 0, 3, 3}));
     }
     Rects none;
     qvGeom::pack(none, 5);
