@@ -5,7 +5,6 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <map>
-#include <random>
 #include <vector>
 
 #include "qvGeom/editing/detail/VertexKeys.h"
@@ -15,6 +14,7 @@
 #include "support/CapturedOutput.h"
 #include "support/HeardNotices.h"
 #include "support/MeshBuilders.h"
+#include "support/Random.h"
 #include "support/ScopedThreadCount.h"
 
 namespace {
@@ -25,7 +25,7 @@ using qvGeom::Remap;
 
 constexpr float kNaN = NAN;
 
-enum class Channels { Positions, UserNormals, UserNormalsAndUVs, ComputedNormalsAndUVs };
+enum Channels { Positions, UserNormals, UserNormalsAndUVs, ComputedNormalsAndUVs };
 
 /// A key as the merging rule reads it: floats in order, and last what keeps a key with a NaN apart,
 /// its vertex. NaN comes after all numbers, of which infinity is none here.
@@ -52,27 +52,23 @@ Key keyOf(const CompactMesh& mesh, int v) {
 /// Few distinct coordinates, signed zeros and NaN among them, so that many keys meet.
 CompactMesh randomSoup(std::uint32_t seed, int triangles, int levels, Channels channels) {
     CompactMesh mesh = test::soupOf(test::randomMesh(seed, 3 * triangles, triangles));
-    std::mt19937 random(seed);
-    const auto coordinate = [&] {
-        const int level = static_cast<int>(random() % static_cast<unsigned>(levels));
-        if (random() % 500 == 0)
-            return kNaN;
-        return level == 0 ? (random() % 2 ? 0.0F : -0.0F)
-                          : static_cast<float>(level - levels / 2) * 0.37F;
-    };
+    test::Random random(seed);
     const int n = mesh.getNumVertices();
-    for (int i = 0; i < 3 * n; ++i)
-        mesh.getVerticesRaw()[i] = coordinate();
-    if (channels != Channels::Positions) {
+    for (int i = 0; i < 3 * n; ++i) {
+        float& x = mesh.getVerticesRaw()[i];
+        x = 0.37F * static_cast<float>(random.below(levels) - levels / 2);
+        x = random.below(500) == 0 ? kNaN : random.below(2) ? x : -x;
+    }
+    if (channels != Positions) {
         mesh.allocNormalArray();
         for (int i = 0; i < 3 * n; ++i)
-            mesh.getNormalsRaw()[i] = i % 3 == 2 ? static_cast<float>(random() % 2) : 0.0F;
-        mesh.setNormalsComputed(channels == Channels::ComputedNormalsAndUVs);
+            mesh.getNormalsRaw()[i] = i % 3 == 2 ? static_cast<float>(random.below(2)) : 0.0F;
+        mesh.setNormalsComputed(channels == ComputedNormalsAndUVs);
     }
-    if (channels == Channels::UserNormalsAndUVs || channels == Channels::ComputedNormalsAndUVs) {
+    if (channels >= UserNormalsAndUVs) {
         mesh.allocUVArray();
         for (int i = 0; i < 2 * n; ++i)
-            mesh.getUVsRaw()[i] = static_cast<float>(random() % 3);
+            mesh.getUVsRaw()[i] = static_cast<float>(random.below(3));
     }
     return mesh;
 }
@@ -120,8 +116,7 @@ TEST(MeshCompact, agreesWithAMapOfExactKeys) {
     for (const int threads : {1, 2, 3, 8}) {
         const test::ScopedThreadCount pool(threads);
         for (const Channels channels :
-             {Channels::Positions, Channels::UserNormals, Channels::UserNormalsAndUVs,
-              Channels::ComputedNormalsAndUVs}) {
+             {Positions, UserNormals, UserNormalsAndUVs, ComputedNormalsAndUVs}) {
             for (const int triangles : {1, 7, 300, 5000}) {
                 SCOPED_TRACE(testing::Message() << triangles << " on " << threads << " threads");
                 const CompactMesh soup =
@@ -137,18 +132,18 @@ TEST(MeshCompact, agreesWithAMapOfExactKeys) {
 
 // Catches equal keys that stay apart where a hash table gives up looking for them.
 TEST(MeshCompact, mergesKeysWhoseHashesCrowdTogether) {
-    std::mt19937 random(11);
+    test::Random random;
     std::vector<MeshVertex> vertices;
     while (vertices.size() < 300) {
-        const auto coordinate = [&random] { return static_cast<float>(random() % 100000); };
-        const MeshVertex vertex{coordinate(), coordinate(), coordinate()};
+        const auto [x, y, z] = narrow(random.point(1e5));
+        const MeshVertex vertex{x, y, z};
         qvGeom::detail::VertexKey<3> key;
         qvGeom::detail::VertexKeys<3>(test::meshOf({vertex}, {})).read(0, 1, &key);
         if (qvGeom::detail::hashOf<3>(key) >> 22 == 7) // one part in a thousand of all hashes
             vertices.push_back(vertex);
     }
     for (int i = 0; i < 900; ++i)
-        vertices.push_back(vertices[random() % 300]);
+        vertices.push_back(vertices[random.below(300)]);
     const CompactMesh mesh = test::meshOf(vertices, {{{0, 1, 2}}});
     CompactMesh welded = mesh;
     expectWelded(mesh, welded, weld(welded));
@@ -198,7 +193,7 @@ TEST(MeshCompact, renumbersStripsAndFansButNotLines) {
 
 TEST(MeshCompact, printsItsStepsAndGivesProgressAway) {
     const test::CapturedOutput output;
-    CompactMesh mesh = randomSoup(1, 50, 3, Channels::UserNormalsAndUVs), empty;
+    CompactMesh mesh = randomSoup(1, 50, 3, UserNormalsAndUVs), empty;
     test::HeardNotices notices(mesh);
     qvUtil::Progress progress;
     meshCompact(mesh, progress);

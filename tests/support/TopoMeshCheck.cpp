@@ -13,20 +13,6 @@ bool isEdge(const TopoMesh& mesh, int e) {
     return e >= 0 && e < mesh.edgeIdLimit() && mesh.isEdge(e);
 }
 
-std::string faultOfLists(const TopoMesh& mesh) {
-    int counts[3] = {0, 0, 0};
-    for (int v = mesh.nextVertex(-1); v >= 0; v = mesh.nextVertex(v))
-        counts[0] += mesh.isVertex(v);
-    for (int e = mesh.nextEdge(-1); e >= 0; e = mesh.nextEdge(e))
-        counts[1] += mesh.isEdge(e);
-    for (int f = mesh.nextFace(-1); f >= 0; f = mesh.nextFace(f))
-        counts[2] += mesh.isFace(f);
-    if (counts[0] != mesh.numVertices() || counts[1] != mesh.numEdges() ||
-        counts[2] != mesh.numFaces())
-        return fault("walks and counts disagree", -1);
-    return {};
-}
-
 std::string faultOfLinks(const TopoMesh& mesh, int e) {
     const int next = mesh.edgeNext(e);
     const int prev = mesh.edgePrev(e);
@@ -50,15 +36,16 @@ std::string faultOfLinks(const TopoMesh& mesh, int e) {
 } // namespace
 
 std::string faultOf(const TopoMesh& mesh) {
-    if (std::string found = faultOfLists(mesh); !found.empty())
-        return found;
+    int numEdges = 0, numFaces = 0, numVertices = 0; // that are alive
     for (int e = mesh.nextEdge(-1); e >= 0; e = mesh.nextEdge(e)) {
+        numEdges += mesh.isEdge(e);
         if (std::string found = faultOfLinks(mesh, e); !found.empty())
             return found;
     }
 
     int inRings = 0;
     for (int f = mesh.nextFace(-1); f >= 0; f = mesh.nextFace(f)) {
+        numFaces += mesh.isFace(f);
         const int before = inRings;
         int e = mesh.faceEdge(f);
         if (!isEdge(mesh, e))
@@ -72,11 +59,15 @@ std::string faultOf(const TopoMesh& mesh) {
 
     int inLists = 0;
     for (int v = mesh.nextVertex(-1); v >= 0; v = mesh.nextVertex(v)) {
+        numVertices += mesh.isVertex(v);
         for (int e = mesh.vertexEdge(v); e >= 0; e = mesh.edgeNextOutgoing(e)) {
             if (!isEdge(mesh, e) || mesh.edgeVertex(e) != v || ++inLists > mesh.numEdges())
                 return fault("a list is endless or has a foreign edge", v);
         }
     }
+    if (numEdges != mesh.numEdges() || numFaces != mesh.numFaces() ||
+        numVertices != mesh.numVertices())
+        return fault("walks and counts disagree", -1);
     if (inRings != mesh.numEdges() || inLists != mesh.numEdges())
         return fault("edges outside of rings or lists", mesh.numEdges());
     return {};

@@ -12,16 +12,11 @@ namespace {
 
 using qvGeom::Array;
 
-Array<int> countingUp(int size) {
-    Array<int> array(size);
-    std::iota(array.begin(), array.end(), 1);
-    return array;
-}
-
 TEST(Array, resizeKeepsThePrefixAndZeroesTheRest) {
     for (const int from : {0, 1, 5, 100000}) {
         for (const int to : {-3, 0, 1, 4, 5, 3000000}) {
-            Array<int> array = countingUp(from);
+            Array<int> array(from);
+            std::iota(array.begin(), array.end(), 1);
             const int* const block = array.data();
             array.resize(to);
             ASSERT_EQ(array.size(), std::max(to, 0)) << from;
@@ -58,7 +53,7 @@ struct VectorStorage : qvGeom::ArrayStorage<int> {
 TEST(Array, borrowsTheStorageOfAHost) {
     const qv::Reference<VectorStorage> storage(new VectorStorage);
     {
-        Array<int> array = countingUp(9);
+        Array<int> array(9);
         array.setStorage(storage, 2);
         array[1] = 7;
         array.resize(5);
