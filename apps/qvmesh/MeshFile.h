@@ -64,6 +64,10 @@ public:
 
     /// Refuses at once what could only fail in the end. Throws Failure.
     void prepare(Job& job);
+
+    /// Throws Failure when the file is `input`.
+    void keepApartFrom(const std::string& input) const { option_.keepApartFrom(input); }
+
     /// Writes the mesh as the last stage of `job`. Throws Failure or Cancelled, and then whatever
     /// the file held is still there.
     void write(Job& job, double share, const qvGeom::CompactMesh& mesh);

@@ -6,6 +6,7 @@
 
 #include "qvmesh/Failure.h"
 #include "qvmesh/Job.h"
+#include "qvmesh/Limits.h"
 #include "qvmesh/OutputFile.h"
 #include "qvmesh/formats/TextLines.h"
 
@@ -40,6 +41,7 @@ CLI::Option* OutputOption::declare(CLI::App& app, const std::string& what,
     extensions_ = extensions;
     CLI::Option* const option =
         app.add_option("-o,--output", path_, what + " to write (" + listOf(extensions) + ")")
+            ->check(fileName())
             ->type_name("FILE");
     app.add_option("--format", extension_, "Format to write, if the file's name does not say it")
         ->type_name("EXTENSION")
@@ -50,7 +52,9 @@ CLI::Option* OutputOption::declare(CLI::App& app, const std::string& what,
 CLI::Option* OutputOption::declare(CLI::App& app, const char* name, const std::string& what,
                                    const std::string& extension) {
     extensions_ = {extension};
-    return app.add_option(name, path_, what + " to write (." + extension + ")")->type_name("FILE");
+    return app.add_option(name, path_, what + " to write (." + extension + ")")
+        ->check(fileName())
+        ->type_name("FILE");
 }
 
 void OutputOption::prepare(Job& job) {

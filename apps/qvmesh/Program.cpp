@@ -16,6 +16,7 @@
 #include "qvmesh/Command.h"
 #include "qvmesh/Failure.h"
 #include "qvmesh/Job.h"
+#include "qvmesh/Limits.h"
 #include "qvmesh/ProgressBar.h"
 
 namespace qvmesh {
@@ -34,16 +35,12 @@ struct CommonOptions {
 
 void declareCommonOptions(CLI::App& app, CommonOptions& options) {
     app.add_option("--threads", options.threads, "Number of threads (default: one per processor)")
-        ->check(CLI::Range(1, kMaxThreads))
+        ->check(wholeNumber(1, kMaxThreads))
         ->type_name("N");
     app.add_flag("--verbose", options.verbose,
                  "Print the library's timing lines on standard error");
     app.add_flag("--json", options.json, "Print the result as JSON, and nothing else");
     app.set_version_flag("--version", "qvmesh " QVMESH_VERSION, "Print the version and exit");
-}
-
-std::string examplesOf(const Command& command) {
-    return std::string("Examples:\n") + command.examples();
 }
 
 bool isCommand(const std::string& name) {
@@ -121,25 +118,27 @@ int runProgram(int argc, char** argv) {
 
     app.set_version_flag("--version", "qvmesh " QVMESH_VERSION, "Print the version and exit");
     app.require_subcommand(1);
-    std::string examples = "Examples:\n";
     for (Command* command = Command::first(); command; command = command->next()) {
         CLI::App& sub = *app.add_subcommand(command->name(), command->summary());
         command->declareArguments(sub);
         declareCommonOptions(sub, options);
-        sub.footer(examplesOf(*command));
+        sub.footer(std::string("Examples:\n") + command->examples());
         sub.callback([command, &chosen] { chosen = command; });
-        examples += command->examples();
     }
-    app.footer(examples + "'qvmesh COMMAND --help' describes a command.");
+    app.footer("'qvmesh COMMAND --help' describes a command and shows examples.");
 
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& wanted) { // help and version
         return app.exit(wanted);
     } catch (const CLI::ParseError& error) {
-        if (argc > 1 && argv[1][0] != '-' && !isCommand(argv[1]))
-            return refuse(std::string("there is no command ") + argv[1]);
-        return refuse(std::string(error.what()) + " ('qvmesh --help' shows the use)");
+        std::string use = "qvmesh";
+        if (argc > 1) {
+            if (!isCommand(argv[1]))
+                return refuse(std::string("there is no command ") + argv[1]);
+            use += std::string(" ") + argv[1];
+        }
+        return refuse(std::string(error.what()) + " ('" + use + " --help' shows the use)");
     }
     return runCommand(*chosen, options);
 }

@@ -13,6 +13,7 @@
 #include "qvmesh/Failure.h"
 #include "qvmesh/Job.h"
 #include "qvmesh/LayoutFacts.h"
+#include "qvmesh/Limits.h"
 #include "qvmesh/MeshFile.h"
 #include "qvmesh/OutputFile.h"
 #include "qvmesh/formats/Formats.h"
@@ -92,7 +93,7 @@ public:
         app.add_option("--margin", margin_,
                        "Space around each chart, measured by the side of a square as large as all "
                        "charts (default: 0.005)")
-            ->check(CLI::Range(0.0, 1.0))
+            ->check(number(0, 1))
             ->type_name("F");
         picture_.declare(app, "--picture", "Picture of the layout", "png");
     }
@@ -100,8 +101,10 @@ public:
     void run(Job& job) override {
         output_.prepare(job);
         picture_.prepare(job);
-        for (const std::string& path : inputs_)
+        for (const std::string& path : inputs_) {
+            output_.keepApartFrom(path);
             picture_.keepApartFrom(path);
+        }
         job.report().setFiles(std::to_string(inputs_.size()) + " meshes", output_.path());
 
         std::deque<Chart> charts;

@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <climits>
 
 #include "qvGeom/foundation/linear/Linear.h"
 #include "qvGeom/view/GeomProjection.h"
@@ -7,6 +8,7 @@
 #include "qvmesh/Command.h"
 #include "qvmesh/Failure.h"
 #include "qvmesh/Job.h"
+#include "qvmesh/Limits.h"
 #include "qvmesh/MeshFile.h"
 #include "qvmesh/View.h"
 
@@ -22,8 +24,14 @@ public:
 
     void declareArguments(CLI::App& app) override {
         input_.declare(app, "mesh");
-        app.add_option("x", x_, "Column of the pixel, from 0 at the left")->required();
-        app.add_option("y", y_, "Row of the pixel, from 0 at the top")->required();
+        app.add_option("x", x_, "Column of the pixel, from 0 at the left")
+            ->required()
+            ->check(wholeNumber(0, INT_MAX))
+            ->type_name("N");
+        app.add_option("y", y_, "Row of the pixel, from 0 at the top")
+            ->required()
+            ->check(wholeNumber(0, INT_MAX))
+            ->type_name("N");
         view_.declare(app);
     }
 

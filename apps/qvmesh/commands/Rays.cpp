@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <numbers>
 #include <random>
@@ -16,6 +17,7 @@
 #include "qvmesh/Command.h"
 #include "qvmesh/Failure.h"
 #include "qvmesh/Job.h"
+#include "qvmesh/Limits.h"
 #include "qvmesh/MeshFile.h"
 #include "qvmesh/SearchTree.h"
 
@@ -208,10 +210,10 @@ public:
     void declareArguments(CLI::App& app) override {
         input_.declare(app, "mesh");
         app.add_option("--rays", numRays_, "Most rays of each kind (default: 1000000)")
-            ->check(CLI::Range(4, kMaxRays))
+            ->check(wholeNumber(4, kMaxRays))
             ->type_name("N");
         app.add_option("--seed", seed_, "Where the random numbers start (default: 1)")
-            ->check(CLI::NonNegativeNumber)
+            ->check(wholeNumber(0, INT_MAX))
             ->type_name("N");
     }
 

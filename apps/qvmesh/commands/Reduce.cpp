@@ -10,6 +10,7 @@
 #include "qvGeom/improvement/GeomReduce.h"
 
 #include "qvmesh/Job.h"
+#include "qvmesh/Limits.h"
 #include "qvmesh/MeshEdit.h"
 #include "qvmesh/MeshFacts.h"
 #include "qvmesh/SurfaceDistance.h"
@@ -50,11 +51,12 @@ public:
         amount.require_option(1);
         amount
             .add_option("--fraction", fraction_, "Remove vertices until this part of them is left")
-            ->check(CLI::Range(0.0, 1.0));
+            ->check(number(0, 1))
+            ->type_name("PART");
         amount
             .add_option("--tolerance", tolerance_,
                         "Remove vertices as long as the surface stays this close to all of them")
-            ->check(CLI::NonNegativeNumber)
+            ->check(notNegative())
             ->type_name("DISTANCE");
         app.add_flag("--report", report_, "Measure how far input and result are from each other");
     }

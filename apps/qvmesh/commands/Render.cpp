@@ -9,6 +9,7 @@
 #include "qvmesh/Crossings.h"
 #include "qvmesh/Failure.h"
 #include "qvmesh/Job.h"
+#include "qvmesh/Limits.h"
 #include "qvmesh/MeshEdges.h"
 #include "qvmesh/MeshFile.h"
 #include "qvmesh/OutputFile.h"
@@ -57,7 +58,7 @@ public:
             app, "--distance", "Colour the mesh by the distances of its vertices from this one");
         app.add_option("--scale", scale_,
                        "The distance with the last colour (default: the largest)")
-            ->check(CLI::PositiveNumber)
+            ->check(aboveZero())
             ->type_name("D")
             ->needs(other);
     }

@@ -16,6 +16,7 @@
 
 #include "qvmesh/Failure.h"
 #include "qvmesh/Job.h"
+#include "qvmesh/Limits.h"
 #include "qvmesh/MeshEdit.h"
 #include "qvmesh/MeshFacts.h"
 
@@ -78,7 +79,7 @@ public:
         filter
             .add_option("--laplacian", laplacianPasses_,
                         "Move vertices to the mean of their neighbours, N times")
-            ->check(CLI::Range(1, kMaxPasses))
+            ->check(wholeNumber(1, kMaxPasses))
             ->type_name("N");
         filter
             .add_option("--bilateral", bilateral_,

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cmath>
 #include <fstream>
 #include <span>
 #include <string>
@@ -9,6 +10,7 @@
 #include "qvmesh/Failure.h"
 #include "qvmesh/formats/Formats.h"
 #include "qvmesh/formats/NumberLines.h"
+#include "qvmesh/formats/TextLines.h"
 
 namespace qvmesh {
 namespace {
@@ -53,16 +55,36 @@ public:
     explicit ObjReader(const std::string& path) : path_(path) {}
 
     MeshData read() {
+        checkNumbers();
         std::ifstream file(path_);
         tinyobj::LoadObjWithCallback(file, callbacks(), this);
         checkIndices(path_, mesh_.vertices.size(), mesh_.triangles);
         const std::size_t numVertices = mesh_.vertices.size();
-        mesh_.normals = perVertex(normals_, normalCorners_, mesh_.triangles, numVertices);
-        mesh_.uvs = perVertex(uvs_, uvCorners_, mesh_.triangles, numVertices);
+        if (hasFiniteNormals_)
+            mesh_.normals = perVertex(normals_, normalCorners_, mesh_.triangles, numVertices);
+        if (hasFiniteUVs_)
+            mesh_.uvs = perVertex(uvs_, uvCorners_, mesh_.triangles, numVertices);
         return std::move(mesh_);
     }
 
 private:
+    /// The package takes for 0 what is no number.
+    void checkNumbers() {
+        TextLines lines(path_);
+        while (lines.tryNext()) {
+            const std::string_view word = lines.word();
+            const bool isPosition = word == "v", isNormal = word == "vn", isUV = word == "vt";
+            const int numNeeded = isPosition || isNormal ? 3 : isUV ? 1 : 0;
+            bool isFinite = true;
+            for (int i = 0; i < numNeeded || (isUV && i < 2 && !lines.atEnd()); ++i)
+                isFinite = std::isfinite(lines.number<float>()) && isFinite;
+            if (isPosition && !isFinite)
+                lines.fail("a coordinate is not finite");
+            hasFiniteNormals_ = hasFiniteNormals_ && (isFinite || !isNormal);
+            hasFiniteUVs_ = hasFiniteUVs_ && (isFinite || !isUV);
+        }
+    }
+
     static ObjReader& self(void* reader) { return *static_cast<ObjReader*>(reader); }
 
     static tinyobj::callback_t callbacks() {
@@ -102,6 +124,7 @@ private:
 
     const std::string path_;
     MeshData mesh_;
+    bool hasFiniteNormals_ = true, hasFiniteUVs_ = true;
     std::vector<qvGeom::MeshNormal> normals_;
     std::vector<MeshTriangle> normalCorners_;
     std::vector<qvGeom::MeshUV> uvs_;
