@@ -1,7 +1,6 @@
 #include "qvGeom/spatial/GeomOctreeIterators.h"
 
 #include <algorithm>
-#include <cassert>
 
 #include "qvGeom/foundation/base/Reference.h"
 #include "qvGeom/foundation/geometry/Frustum.h"
@@ -58,56 +57,24 @@ unsigned childrenMeeting(const OctreeIterator& parent, const Ray& ray) {
 
 } // namespace
 
-/// A depth-first walk with a stack of its own: the nodes met and not yet gone into, the next on
-/// top. Between calls the top is a leaf.
 template <class Query>
-class OctreeIntersectBase {
+class OctreeIntersectBase : public detail::LeafWalk<OctreeIntersectBase<Query>> {
 public:
-    explicit OctreeIntersectBase(const Octree& octree)
-        : octree_(octree),
-          capacity_(8 * octree.getDepth()),
-          stack_(new OctreeIterator[static_cast<std::size_t>(capacity_)]) {}
+    using detail::LeafWalk<OctreeIntersectBase>::LeafWalk;
 
     void reset(const Query& query) {
         query_ = &query;
-        octree_.getNodeOrdering(directionOf(query), order_);
-        size_ = 0;
-        const OctreeIterator root = octree_.getRoot();
-        if (meets(root.box, query))
-            stack_[size_++] = root;
-        findLeaf();
+        this->start(directionOf(query));
     }
 
-    bool valid() const { return size_ > 0; }
+    bool meetsBox(const BoundingBox& box) const { return meets(box, *query_); }
 
-    const OctreeIterator& top() const { return stack_[size_ - 1]; }
-
-    void next() {
-        --size_;
-        findLeaf();
+    unsigned childrenToVisit(const OctreeIterator& parent) const {
+        return childrenMeeting(parent, *query_);
     }
 
 private:
-    void findLeaf() {
-        while (size_ > 0 && !top().isLeaf()) {
-            const OctreeIterator parent = stack_[--size_];
-            const unsigned children = childrenMeeting(parent, *query_);
-            for (int i = 7; i >= 0; --i) { // the first is to end on top
-                if (!(children >> order_[i] & 1))
-                    continue;
-                assert(size_ < capacity_);
-                stack_[size_] = parent;
-                size_ += static_cast<int>(stack_[size_].descend(order_[i]));
-            }
-        }
-    }
-
-    const Octree& octree_;
     const Query* query_ = nullptr;
-    int capacity_; // eight entries a level
-    int size_ = 0;
-    std::unique_ptr<OctreeIterator[]> stack_;
-    int order_[8];
 };
 
 template <class Query>

@@ -5,10 +5,12 @@
 /// parent's, and give the same answers as tests of one box after the other.
 #pragma once
 
+#include <cassert>
 #include <cfloat>
 #include <limits>
+#include <vector>
 
-#include "qvGeom/foundation/geometry/OctreeIterator.h"
+#include "qvGeom/foundation/geometry/Octree.h"
 #include "qvGeom/foundation/geometry/Ray.h"
 
 namespace qvGeom::detail {
@@ -89,5 +91,60 @@ inline unsigned childrenMeeting(const OctreeIterator& parent, const Ray& ray) {
     }
     return children;
 }
+
+/// A depth-first walk with a stack of its own: the nodes met and not yet gone into, the next on
+/// top. Between calls the top is a leaf. A derived walk has
+///  - bool meetsBox(const BoundingBox&) const, asked of the root;
+///  - unsigned childrenToVisit(const OctreeIterator&) const: one bit for each child of a node that
+///    it goes to; some of them may not exist.
+template <class Walk>
+class LeafWalk {
+public:
+    explicit LeafWalk(const Octree& octree)
+        : octree_(octree),
+          stack_(static_cast<std::size_t>(8 * octree.getDepth())) {}
+
+    bool valid() const { return size_ > 0; }
+
+    const OctreeIterator& top() const { return stack_[size_ - 1]; }
+
+    void next() {
+        --size_;
+        findLeaf();
+    }
+
+protected:
+    /// Goes to the first leaf along `direction`.
+    void start(const qvLinear::Vector& direction) {
+        octree_.getNodeOrdering(direction, order_);
+        size_ = 0;
+        const OctreeIterator root = octree_.getRoot();
+        if (walk().meetsBox(root.box))
+            stack_[size_++] = root;
+        findLeaf();
+    }
+
+private:
+    const Walk& walk() const { return static_cast<const Walk&>(*this); }
+
+    void findLeaf() {
+        while (size_ > 0 && !top().isLeaf()) {
+            const OctreeIterator parent = stack_[--size_];
+            const unsigned children = walk().childrenToVisit(parent);
+            for (int i = 7; i >= 0; --i) { // the first is to end on top
+                if (!(children >> order_[i] & 1))
+                    continue;
+                assert(size_ < static_cast<int>(stack_.size()));
+                stack_[size_] = parent;
+                size_ += static_cast<int>(stack_[size_].descend(order_[i]));
+            }
+        }
+    }
+
+    const Octree& octree_;
+    std::vector<OctreeIterator> stack_; // eight entries a level
+    int size_ = 0;
+    int order_[8];
+};
 
 } // namespace qvGeom::detail
