@@ -7,6 +7,7 @@ import os
 import pty
 import random
 import re
+import resource
 import signal
 import stat
 import struct
@@ -461,7 +462,11 @@ def test_output_is_whole_or_untouched(folder):
     target.chmod(0o640)
     link.symlink_to("out.mesh")
     check_refused("No such file", "weld", folder / "missing.stl", "-o", target)
-    same(target.read_text(), "precious")
+    # More than so many bytes cannot be written then, which does not kill.
+    done = run("weld", source, "-o", target, restore_signals=False,
+               preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (9999, 9999)))
+    check(done.returncode == 2 and b"not all of it was taken" in done.stderr, done)
+    same((target.read_text(), sorted(os.listdir(folder))), ("precious", ["link.mesh", "out.mesh"]))
     facts("weld", source, "-o", link)
     check(link.is_symlink() and stat.S_IMODE(target.stat().st_mode) == 0o640, "link or mode is lost")
     same(facts("info", target)["vertices"], 8642)
