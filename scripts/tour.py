@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Takes two scans through the program: tour.py PROGRAM OUTPUT_DIRECTORY."""
+"""Takes real meshes through the program: tour.py PROGRAM OUTPUT_DIRECTORY."""
 
 import html
 import json
@@ -8,17 +8,19 @@ import sys
 from pathlib import Path
 
 SOUP = "data/elephant_soup.stl"
-HEAD = "data/mannequin.mesh"
+MASK = "data/masks_holes.mesh"
+SPIDER = "data/spider.obj"
 FRACTIONS = [0.5, 0.1, 0.02]
 ELEPHANT_VIEW = ["--view", "3,1,-2", "--size", "560x560"]
-HEAD_VIEW = ["--view", "1,-2,0.5", "--up", "0,0,1", "--size", "560x560"]
+MASK_VIEW = ["--view", "0.5,2,-0.4", "--up", "0,0,-1", "--size", "560x560"]
+SPIDER_VIEW = ["--size", "1100x700"]
 
 PAGE = """<!DOCTYPE html>
 <html lang="en">
 <head>
 <meta charset="utf-8">
 <meta name="viewport" content="width=device-width, initial-scale=1">
-<title>A scan put in order</title>
+<title>Meshes put in order</title>
 <style>
 body {{ font: 16px/1.5 system-ui, sans-serif; color: #282c34; max-width: 1180px; margin: 2em auto; padding: 0 1em; }}
 h1 {{ font-size: 1.5em; }} h2 {{ font-size: 1.15em; margin-top: 2em; }}
@@ -27,12 +29,13 @@ th, td {{ padding: 0.25em 1em; border-bottom: 1px solid #ddd; text-align: right;
 th:first-child, td:first-child {{ text-align: left; }}
 .row {{ display: flex; flex-wrap: wrap; gap: 1em; }}
 figure {{ margin: 0; flex: 1 1 260px; max-width: 560px; }}
+.row figure:only-child {{ max-width: 860px; }}
 img {{ width: 100%; border: 1px solid #ddd; }}
 figcaption {{ font-size: 0.9em; color: #555; }}
 </style>
 </head>
 <body>
-<h1>A scan put in order</h1>
+<h1>Meshes put in order</h1>
 {body}
 </body>
 </html>
@@ -104,14 +107,14 @@ def html_table(rows):
 def figures(pictures):
     """Pictures side by side: pairs of a file in the folder of the page and what it shows."""
     return '<div class="row">\n' + "\n".join(
-        f'<figure><img src="{picture.name}" alt=""><figcaption>{html.escape(text)}</figcaption></figure>'
+        f'<figure><img src="{picture.name}" alt="{html.escape(text)}"><figcaption>{html.escape(text)}</figcaption></figure>'
         for picture, text in pictures) + "\n</div>"
 
 
 def elephant_pictures(program, mesh, rows, out):
     """Draws the stages, and the welded surface coloured by its distance from those reduced."""
     few = {fraction: row for fraction, row in zip(FRACTIONS, rows[1:]) if fraction < 0.5}
-    scale = max(row[5] for row in few.values()) / 2  # few places are farther away
+    scale = float(f"{max(row[5] for row in few.values()) / 2:.0e}")  # few places are farther away
     stages, deviations = [], []
 
     def render(name, *arguments):
@@ -119,8 +122,8 @@ def elephant_pictures(program, mesh, rows, out):
         qvmesh(program, "render", *arguments, "-o", picture, *ELEPHANT_VIEW)
         return picture
 
-    stages.append((render("elephant_soup.png", SOUP), "The soup: every triangle stands alone"))
-    stages.append((render("elephant_welded.png", mesh), "Welded: one surface"))
+    stages.append((render("elephant_soup.png", SOUP), "The soup: it looks whole, but every triangle stands alone"))
+    stages.append((render("elephant_welded.png", mesh), "Welded: one closed surface"))
     for fraction, row in few.items():
         name, percent = row[0].stem, f"{100 * fraction:g} %"
         stages.append((render(f"{name}.png", row[0], "--shading", "flat", "--edges"),
@@ -132,18 +135,29 @@ def elephant_pictures(program, mesh, rows, out):
 
 
 def flattened(program, out):
-    """Lays the head out in the plane; returns its pictures and what to say of it."""
-    layout, picture = out / "mannequin_layout.png", out / "mannequin.png"
-    report = qvmesh(program, "flatten", HEAD, "-o", out / "mannequin_flat.obj", "--picture", layout)
-    qvmesh(program, "render", HEAD, "-o", picture, *HEAD_VIEW)
+    """Lays the mask out in the plane; returns its pictures and what to say of it."""
+    layout, picture = out / "mask_layout.png", out / "mask.png"
+    report = qvmesh(program, "flatten", MASK, "-o", out / "mask.obj", "--picture", layout)
+    qvmesh(program, "render", MASK, "-o", picture, *MASK_VIEW)
     text = (
-        f"{HEAD}: {report['triangles']:,} triangles laid out in the plane in"
+        f"{MASK}: {report['triangles']:,} triangles laid out in the plane in"
         f" {milliseconds(report, 'flatten'):.0f} ms, angles {report['meanAngleError']:.1f} degrees"
         f" off in the mean, {report['flippedTriangles']} upside down"
     )
-    return figures([(picture, "The head, open at the neck"),
+    return figures([(picture, "A mask with six holes"),
                     (layout, "The same, laid out: the colours tell how much triangles have grown"
                              " or shrunk beside the mean")]), text
+
+
+def crossed(program, out):
+    """Looks for crossings in the spider; returns its picture and what to say of it."""
+    picture = out / "spider.png"
+    report = qvmesh(program, "render", SPIDER, "-o", picture, "--crossings", "--edges", *SPIDER_VIEW)
+    text = (
+        f"{SPIDER}: {report['crossingTriangles']:,} of {report['triangles']:,} triangles pass through others,"
+        f" in {report['crossingPairs']:,} pairs"
+    )
+    return figures([(picture, "Triangles that cross others, and where they do")]), text
 
 
 def main():
@@ -156,10 +170,14 @@ def main():
     stages, deviations = elephant_pictures(program, mesh, rows, out)
     layout, flattening = flattened(program, out)
     print(flattening)
+    crossings, crossing = crossed(program, out)
+    print(crossing)
     body = [f"<p>{html.escape(welding)}.</p>", html_table(rows),
-            "<p>Distances are measured both ways, in units of the model, which is 1 long.</p>",
+            "<p>Times are those of the operation alone. Distances are measured both ways, in units of the model,"
+            " which is 1 long.</p>",
             "<h2>From soup to 2 %</h2>", stages, "<h2>What was lost</h2>", deviations,
-            "<h2>Laid out in the plane</h2>", f"<p>{html.escape(flattening)}.</p>", layout]
+            "<h2>Laid out in the plane</h2>", f"<p>{html.escape(flattening)}.</p>", layout,
+            "<h2>Where a mesh passes through itself</h2>", f"<p>{html.escape(crossing)}.</p>", crossings]
     (out / "index.html").write_text(PAGE.format(body="\n".join(body)))
     print(f"pictures: {out / 'index.html'}")
 
