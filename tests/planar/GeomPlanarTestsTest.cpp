@@ -5,23 +5,20 @@
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
-#include <random>
 #include <utility>
 #include <vector>
 
 #include "qvGeom/foundation/geometry/Frustum.h"
 #include "qvGeom/foundation/linear/Linear.h"
 
+#include "support/Random.h"
+
+namespace qvGeom {
 namespace {
 
-using qvGeom::ELineSegmentPolygonIntersection;
-using qvGeom::EPolygonsIntersection;
-using qvGeom::isPointInTriangleDefinitive;
-using qvGeom::isPointInTriangleInclusive;
-using qvGeom::pointPolygonRelation;
-using enum qvGeom::ELineSegmentPolygonIntersection;
-using enum qvGeom::EPolygonsIntersection;
-using enum qvGeom::pointPolygonRelation;
+using enum ELineSegmentPolygonIntersection;
+using enum EPolygonsIntersection;
+using enum pointPolygonRelation;
 using qvLinear::Normal;
 using qvLinear::Point;
 using qvLinear::Point2;
@@ -32,32 +29,26 @@ using Corners = std::vector<Point2>;
 constexpr double kTol = 1e-9;
 const double kNan = std::numeric_limits<double>::quiet_NaN();
 
-/// Points of a small lattice, on which crossings and areas are exact.
-struct Lattice {
-    std::mt19937 random{1};
-
-    short operator()() { return std::uniform_int_distribution<short>(-4, 4)(random); }
-};
+/// A point of a small lattice, on which crossings and areas are exact.
+Point2 latticePoint(test::Random& random) { return {random.below(9) - 4.0, random.below(9) - 4.0}; }
 
 /// Twice the signed area, exactly.
 int turn(const Point2Flt& a, const Point2Flt& b, const Point2Flt& c) {
     return static_cast<int>((b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x));
 }
 
-Point raised(const Point2Flt& p, double z) { return {p.x, p.y, z}; }
-
 // Against exact signs. Points on the border are in.
 TEST(PlanarTests, pointInTriangle) {
-    Lattice lattice;
-    const auto any = [&] { return Point2Flt{1.0F * lattice(), 1.0F * lattice()}; };
+    test::Random random;
+    const auto any = [&] { return narrow(latticePoint(random)); };
+    const auto inSpace = [](const Point2Flt& p) { return Point{p.x, p.y, 0}; };
     for (int round = 0; round < 20000; ++round) {
         const Point2Flt a = any(), b = any(), c = any(), p = any();
         const int area = turn(a, b, c);
         const int way = area < 0 ? -1 : 1;
         const bool inside = area != 0 && way * turn(p, b, c) >= 0 && way * turn(p, c, a) >= 0 &&
                             way * turn(p, a, b) >= 0;
-        SCOPED_TRACE(testing::Message() << a.x << " " << a.y << ", " << b.x << " " << b.y << ", "
-                                        << c.x << " " << c.y << ": " << p.x << " " << p.y);
+        SCOPED_TRACE(round);
         float u = 7, v = 7;
         // Rounding may move weights of points on an edge.
         const bool onEdge = turn(p, b, c) * turn(p, c, a) * turn(p, a, b) == 0;
@@ -68,9 +59,8 @@ TEST(PlanarTests, pointInTriangle) {
         float u2, v2;
         EXPECT_EQ(isPointInTriangleDefinitive(p, a, b, c, u2, v2), inclusive);
         EXPECT_EQ(std::pair(u2, v2), area == 0 ? std::pair(FLT_MAX, FLT_MAX) : std::pair(u, v));
-        EXPECT_EQ(
-            isPointInTriangleInclusive(raised(p, 0), raised(a, 0), raised(b, 0), raised(c, 0)),
-            inside);
+        EXPECT_EQ(isPointInTriangleInclusive(inSpace(p), inSpace(a), inSpace(b), inSpace(c)),
+                  inside);
     }
     float u, v;
     for (const Point2Flt p : {Point2Flt{0, 0}, {4, 0}, {0, 4}, {2, 2}, {1, 3}, {2, 0}, {0, 3}}) {
@@ -81,9 +71,9 @@ TEST(PlanarTests, pointInTriangle) {
 
 TEST(PlanarTests, triangleInSpace) {
     const Point a{0, 0, 5}, b{1, 0, 5}, c{0, 1, 5};
-    EXPECT_EQ(qvGeom::triNormal(a, b, c), Normal::z);
-    EXPECT_EQ(qvGeom::triNormal({0, 0, 0}, {1e-9, 0, 0}, {0, 0, 1e-9}), -Normal::y);
-    EXPECT_EQ(qvGeom::triNormal({1, 1, 1}, {2, 2, 2}, {3, 3, 3}), Normal::z);
+    EXPECT_EQ(triNormal(a, b, c), Normal::z);
+    EXPECT_EQ(triNormal({0, 0, 0}, {1e-9, 0, 0}, {0, 0, 1e-9}), -Normal::y);
+    EXPECT_EQ(triNormal({1, 1, 1}, {2, 2, 2}, {3, 3, 3}), Normal::z);
     EXPECT_TRUE(isPointInTriangleInclusive({0.3, 0.3, 5.1}, a, b, c)); // off the plane
     EXPECT_TRUE(isPointInTriangleInclusive({0.5, -0.9e-5, 5}, a, b, c));
     EXPECT_FALSE(isPointInTriangleInclusive({0.5, -1.1e-5, 5}, a, b, c));
@@ -93,13 +83,12 @@ TEST(PlanarTests, triangleInSpace) {
 }
 
 TEST(PlanarTests, pointOnEdge) {
-    EXPECT_TRUE(qvGeom::isPointOnEdge({0, 0}, {3, 4}, {1.5, 2}, 1e-12));
-    EXPECT_TRUE(qvGeom::isPointOnEdge({0, 0}, {4, 0}, {4.1, 0}, 0.1001));
-    EXPECT_FALSE(qvGeom::isPointOnEdge({0, 0}, {4, 0}, {4.2, 0}, 0.1));
-    EXPECT_FALSE(
-        qvGeom::isPointOnEdge({0, 0}, {4, 0}, {2, 0.5}, 0.5)); // beside it, less is asked for
-    EXPECT_TRUE(qvGeom::isPointOnEdge({1, 1}, {1, 1}, {1.5, 0.5}, 0.5));
-    EXPECT_FALSE(qvGeom::isPointOnEdge({1, 1}, {1, 1}, {1.6, 1}, 0.5));
+    EXPECT_TRUE(isPointOnEdge({0, 0}, {3, 4}, {1.5, 2}, 1e-12));
+    EXPECT_TRUE(isPointOnEdge({0, 0}, {4, 0}, {4.1, 0}, 0.1001));
+    EXPECT_FALSE(isPointOnEdge({0, 0}, {4, 0}, {4.2, 0}, 0.1));
+    EXPECT_FALSE(isPointOnEdge({0, 0}, {4, 0}, {2, 0.5}, 0.5)); // beside it, less is asked for
+    EXPECT_TRUE(isPointOnEdge({1, 1}, {1, 1}, {1.5, 0.5}, 0.5));
+    EXPECT_FALSE(isPointOnEdge({1, 1}, {1, 1}, {1.6, 1}, 0.5));
 }
 
 /// Where a lattice point lies, by exact crossings of the ray to the right.
@@ -117,41 +106,39 @@ pointPolygonRelation exactRelation(const Point2& p, const Corners& corners) {
 }
 
 TEST(PlanarTests, pointInPolygon) {
-    Lattice lattice;
+    test::Random random;
     for (int round = 0; round < 20000; ++round) {
         Corners corners;
         const int n = round % 7;
         for (int k = 0; k < n; ++k)
-            corners.push_back({1.0 * lattice(), 1.0 * lattice()});
+            corners.push_back(latticePoint(random));
         const Polyline2d open{corners};
         if (n > 0)
             corners.push_back(corners[0]);
-        const Point2 p{1.0 * lattice(), 1.0 * lattice()};
+        const Point2 p = latticePoint(random);
         const pointPolygonRelation expected = exactRelation(p, corners);
         pointPolygonRelation rel, relOpen;
-        EXPECT_EQ(qvGeom::isPointInPolygon(p, corners, rel, kTol), expected != pointOutside);
+        EXPECT_EQ(isPointInPolygon(p, corners, rel, kTol), expected != pointOutside);
         EXPECT_EQ(rel, expected);
-        EXPECT_EQ(qvGeom::isPointPolygonIntersect(p, open, relOpen, kTol),
-                  expected != pointOutside);
+        EXPECT_EQ(isPointPolygonIntersect(p, open, relOpen, kTol), expected != pointOutside);
         EXPECT_EQ(relOpen, expected);
         // Off the border, and not level with a corner, the test in single precision agrees.
         float single[8][2];
         for (std::size_t k = 0; k < corners.size(); ++k) {
-            single[k][0] = static_cast<float>(corners[k].x);
-            single[k][1] = static_cast<float>(corners[k].y);
+            single[k][0] = qvLinear::narrow(corners[k].x);
+            single[k][1] = qvLinear::narrow(corners[k].y);
         }
-        const float q[2]{static_cast<float>(p.x), static_cast<float>(p.y) + 0.5F};
+        const float q[2]{qvLinear::narrow(p.x), qvLinear::narrow(p.y + 0.5)};
         const pointPolygonRelation higher = exactRelation({p.x, p.y + 0.5}, corners);
-        EXPECT_TRUE(higher == pointOnBoundary || qvGeom::pointPolygonIntersect2D(q, single, n) ==
-                                                     (n >= 3 && higher == pointInside));
+        EXPECT_TRUE(higher == pointOnBoundary ||
+                    pointPolygonIntersect2D(q, single, n) == (n >= 3 && higher == pointInside));
     }
-}
 
-TEST(PlanarTests, pointPolygonIntersect2DOnTheBorder) {
+    // On the border.
     const float tooth[][2] = {{0, 0}, {4, 0}, {4, 2}, {2, 1}, {0, 2}, {0, 0}};
     const auto isIn = [&](float x, float y) {
         const float p[2]{x, y};
-        return qvGeom::pointPolygonIntersect2D(p, tooth, 5);
+        return pointPolygonIntersect2D(p, tooth, 5);
     };
     EXPECT_TRUE(isIn(1, 0) && isIn(4, 0)); // on a horizontal edge
     EXPECT_TRUE(isIn(4, 0.5F));            // a crossing at the point itself counts
@@ -191,14 +178,13 @@ TEST(PlanarTests, segmentAndPolygon) {
     };
 
     for (const auto& one : cases) {
-        SCOPED_TRACE(testing::Message()
-                     << one.a.x << " " << one.a.y << " to " << one.b.x << " " << one.b.y);
+        SCOPED_TRACE(&one - cases);
         ELineSegmentPolygonIntersection result;
         Corners points{{9, 9}};
         std::vector<double> params{9};
-        EXPECT_EQ(qvGeom::isLineSegmentPolygonIntersect(one.a, one.b, one.polygon, result, points,
-                                                        params, kTol),
-                  one.result != eSegmentOutside);
+        EXPECT_EQ(
+            isLineSegmentPolygonIntersect(one.a, one.b, one.polygon, result, points, params, kTol),
+            one.result != eSegmentOutside);
         EXPECT_EQ(result, one.result);
         EXPECT_EQ(points, one.points);
         EXPECT_EQ(params, one.params);
@@ -215,10 +201,10 @@ double areaOf(const Polyline2d& polygon) {
 }
 
 /// Six bars of random heights from the line y = base up, or down for a negative sign.
-Polyline2d randomBars(std::mt19937& random, double base, int sign, std::vector<double>& ends) {
+Polyline2d randomBars(test::Random& random, double base, int sign, std::vector<double>& ends) {
     Polyline2d border{{{0, base}}};
     for (int x = 0; x < 6; ++x) {
-        ends.push_back(base + sign * (1.0 + static_cast<double>(random() % 3)));
+        ends.push_back(base + sign * (1.0 + random.below(3)));
         border.vertices.insert(border.vertices.end(), {{1.0 * x, ends[x]}, {x + 1.0, ends[x]}});
     }
     border.vertices.push_back({6, base});
@@ -228,7 +214,7 @@ Polyline2d randomBars(std::mt19937& random, double base, int sign, std::vector<d
 // Bars on one line, or hanging down on those from below, share corners and parts of edges in every
 // way. Where they overlap in several pieces, these are runs of columns.
 TEST(PlanarTests, polygonsAgreeWithBars) {
-    std::mt19937 random(3);
+    test::Random random;
     for (int round = 0; round < 3000; ++round) {
         std::vector<double> up, other;
         const bool hanging = round % 2 == 0;
@@ -248,7 +234,7 @@ TEST(PlanarTests, polygonsAgreeWithBars) {
         const bool firstIn = largest == areaOf(first), secondIn = largest == areaOf(second);
         EPolygonsIntersection result;
         Polyline2d overlap;
-        EXPECT_EQ(qvGeom::isPolygonsIntersect(first, second, result, overlap, kTol), largest > 0);
+        EXPECT_EQ(isPolygonsIntersect(first, second, result, overlap, kTol), largest > 0);
         EXPECT_EQ(result, largest == 0          ? ePolygonsDisjoint
                           : firstIn && secondIn ? ePolygonsEqual
                           : firstIn             ? ePolygonsFirstInside
@@ -257,7 +243,7 @@ TEST(PlanarTests, polygonsAgreeWithBars) {
         EXPECT_NEAR(areaOf(overlap), largest, 1e-9) << "round " << round;
         for (const Polyline2d& flat : {Polyline2d{}, Polyline2d{{{0, 0}, {1, 1}, {2, 2}}},
                                        Polyline2d{{{0, 0}, {kNan, 1}, {2, 0}}}}) {
-            EXPECT_FALSE(qvGeom::isPolygonsIntersect(first, flat, result, overlap, kTol));
+            EXPECT_FALSE(isPolygonsIntersect(first, flat, result, overlap, kTol));
             EXPECT_EQ(result, ePolygonsUndetermined);
         }
     }
@@ -282,22 +268,22 @@ TEST(PlanarTests, planeAndTriangle) {
 
     for (const auto& one : cases) {
         Point p{}, q{};
-        EXPECT_EQ(qvGeom::intersect(plane, one.a, one.b, one.c, 0.1, p, q), !(one.p == one.q));
+        EXPECT_EQ(intersect(plane, one.a, one.b, one.c, 0.1, p, q), !(one.p == one.q));
         EXPECT_EQ(p, one.p) << &one - cases;
         EXPECT_EQ(q, one.q) << &one - cases;
     }
 }
 
 TEST(PlanarTests, pointInFrustum) {
-    const qvGeom::Frustum cube(qvLinear::ProjMatrix(qvLinear::AffineMatrix{}));
-    EXPECT_TRUE(qvGeom::pointFrustumIntersect({1, -1, 1 + 0.5e-12}, cube));
-    for (const Point& p : {Point{1.01, 0, 0},
-                           {-1.01, 0, 0},
-                           {0, 1.01, 0},
-                           {0, -1.01, 0},
-                           {0, 0, 1.01},
-                           {0, 0, -1 - 3e-12}})
-        EXPECT_FALSE(qvGeom::pointFrustumIntersect(p, cube));
+    const Frustum cube(qvLinear::ProjMatrix(qvLinear::AffineMatrix{}));
+    EXPECT_TRUE(pointFrustumIntersect({1, -1, 1 + 0.5e-12}, cube));
+    EXPECT_FALSE(pointFrustumIntersect({0, 0, -1 - 3e-12}, cube));
+    for (int k = 0; k < 6; ++k) {
+        double p[3] = {0, 0, 0};
+        p[k / 2] = k % 2 ? 1.01 : -1.01;
+        EXPECT_FALSE(pointFrustumIntersect({p[0], p[1], p[2]}, cube)) << k;
+    }
 }
 
 } // namespace
+} // namespace qvGeom

@@ -4,15 +4,15 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <numbers>
-#include <random>
 #include <vector>
 
 #include "qvGeom/foundation/linear/Linear.h"
 
+#include "support/Random.h"
+
+namespace qvGeom {
 namespace {
 
-using qvGeom::fit;
-using qvGeom::fitWithEndsOnPlane;
 using qvLinear::Normal;
 using qvLinear::Plane;
 using qvLinear::Point;
@@ -29,8 +29,7 @@ double squaresFrom(const Points& points, const Point& through, const Vector& nor
 // No plane turned or moved a little from the best one may be better. Catches the wrong eigenvalue,
 // and one that has lost its digits where two of them are close or one is tiny.
 TEST(PlaneFit, findsTheLeastSquares) {
-    std::mt19937 random(1);
-    std::uniform_real_distribution<double> unit(-1, 1);
+    test::Random random;
     for (const Vector extent : {Vector{1, 1, 1},
                                 {1, 0.9, 1e-3},
                                 {1, 1e-3, 1e-3},
@@ -40,12 +39,12 @@ TEST(PlaneFit, findsTheLeastSquares) {
                                 {1e30, 1e30, 1e29}}) {
         const double noise = 1e-22 * extent.x * extent.x;
         for (int round = 0; round < 50; ++round) {
-            const Normal x(unit(random), unit(random), unit(random));
+            const Normal x(random.vector());
             const Normal y(static_cast<const Vector&>(x).orthogonalVector()), z(cross(x, y));
             Points points;
             for (int k = 0; k < 20; ++k)
-                points.push_back(Point{3 * extent.x, -extent.x, 0} + x * (extent.x * unit(random)) +
-                                 y * (extent.y * unit(random)) + z * (extent.z * unit(random)));
+                points.push_back(Point{3 * extent.x, -extent.x, 0} + x * random.number(extent.x) +
+                                 y * random.number(extent.y) + z * random.number(extent.z));
             Plane free, held;
             ASSERT_TRUE(fit(20, points.data(), free));
             ASSERT_TRUE(fitWithEndsOnPlane(20, points.data(), held));
@@ -59,7 +58,7 @@ TEST(PlaneFit, findsTheLeastSquares) {
                                     turn * combine(std::cos(angle), u, std::sin(angle), v));
                 EXPECT_LE(squaresFrom(points, free.point, free.normal),
                           squaresFrom(points,
-                                      free.point + 0.01 * extent.z * unit(random) * free.normal,
+                                      free.point + random.number(0.01 * extent.z) * free.normal,
                                       tilted) *
                                   (1 + 1e-9) +
                               noise);
@@ -89,3 +88,4 @@ TEST(PlaneFit, answersForDegeneratePoints) {
 }
 
 } // namespace
+} // namespace qvGeom

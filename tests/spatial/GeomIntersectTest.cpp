@@ -76,12 +76,8 @@ Pairs selfPairsOf(const IndexedMesh& on) {
     return pairsOf(on, on, {}, sides);
 }
 
-long double volume(const Point& a, const Point& b, const Point& c, const Point& d) {
-    const long double u[3] = {b.x - a.x, b.y - a.y, b.z - a.z};
-    const long double v[3] = {c.x - a.x, c.y - a.y, c.z - a.z};
-    const long double w[3] = {d.x - a.x, d.y - a.y, d.z - a.z};
-    return u[0] * (v[1] * w[2] - v[2] * w[1]) - u[1] * (v[0] * w[2] - v[2] * w[0]) +
-           u[2] * (v[0] * w[1] - v[1] * w[0]);
+double volume(const Point& a, const Point& b, const Point& c, const Point& d) {
+    return dot(b - a, cross(c - a, d - a));
 }
 
 /// By signs of volumes: an edge of one triangle passes through the inside of the other. Without
