@@ -21,9 +21,10 @@ class OctreeTris;
 struct Ray;
 struct Sphere;
 
-/// Replaces `result` by the triangles that meet each voxel. An octree without voxels leaves it as
-/// it was. A triangle without any number on some axis meets none. Runs on the shared pool; the same
-/// result on any number of threads.
+/// Replaces `result` by the triangles that meet each voxel, ascending. The octree is one over the
+/// mesh's vertices that keeps empty children; one without voxels leaves the result as it was. A
+/// triangle without any number on some axis meets none. Runs on the shared pool; the same result on
+/// any number of threads.
 QVGEOM_API void computeOctreeTris(const CompactMesh& mesh, const Octree& octree,
                                   OctreeTris& result);
 

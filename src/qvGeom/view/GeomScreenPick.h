@@ -18,7 +18,8 @@ class CompactMesh;
 /// point (x, y) of the screen; triangle -1 when it meets none. `m` maps the mesh to the units of x
 /// and y. A triangle is passed over when all of it is to one side of the square around the point;
 /// the ray itself decides about the others, and should go through the point. It starts at its
-/// origin and may have any length. Of triangles met equally far away the first one counts.
+/// origin, rounded to floats, and may have any length. Of triangles met equally far away the first
+/// one counts.
 QVGEOM_API MeshCoord meshRayIntersectScreen(const CompactMesh& mesh,
                                             const qvLinear::ProjMatrixFlt& m, int x, int y,
                                             int radius, const qvLinear::Line& ray);

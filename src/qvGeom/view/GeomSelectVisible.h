@@ -22,7 +22,7 @@ class MeshAdjVertices;
 class QVGEOM_API MeshSelectVisible {
 public:
     /// Looks through `proj` at a map 1024 pixels long. `aspect` is the map's width over its height;
-    /// a negative one stands for that of `proj`.
+    /// a negative one stands for that of `proj`. Of candidates, those of size 0 are none.
     MeshSelectVisible(const qvLinear::ProjMatrix& proj, BitVector& result,
                       BitVector& candidateVertices, double aspect);
     MeshSelectVisible(const MeshSelectVisible&) = delete;
@@ -34,7 +34,7 @@ public:
     /// between them connect, and every triangle whose first vertex is one of them. Only selected
     /// triangles are drawn, so that only these are seen, hide others, and count; what a piece hides
     /// of itself does not count. Leaves the result when there is no more than one piece. `model`
-    /// moves the mesh into view.
+    /// moves the mesh before the camera of `proj`. Draws twice, on the calling thread.
     void process(const CompactMesh& mesh, const MeshAdjVertices& adjacency,
                  const qvLinear::AffineMatrix& model);
 

@@ -25,11 +25,11 @@ public:
     static constexpr int kMaxDepth = 24;
 
     /// Builds the tree over `n` points of three floats each, on the shared pool; the same tree on
-    /// any number of threads. With `keepEmptyChildren` a split node has all its children, those
-    /// without points as leaves; otherwise these do not exist. A leaf holds at most
-    /// `maxVerticesPerLeaf` points, where less than 1 means 1. A point outside the box falls to the
-    /// child nearest to it, and a NaN coordinate to the upper one. Infinite sides of the box become
-    /// the largest floats.
+    /// any number of threads. With `keepEmptyChildren`, which all queries for triangles need, a
+    /// split node has all its children, those without points as leaves; otherwise these do not
+    /// exist. A leaf holds at most `maxVerticesPerLeaf` points, where less than 1 means 1. A point
+    /// outside the box falls to the child nearest to it, and a NaN coordinate to the upper one.
+    /// Infinite sides of the box become the largest floats.
     Octree(int n, const float* xyz, const BoundingBox& box, bool keepEmptyChildren,
            int maxVerticesPerLeaf);
 
