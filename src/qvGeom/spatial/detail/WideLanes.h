@@ -23,46 +23,59 @@ struct NarrowKernel {
 
 #if defined(__x86_64__)
 
+/// The sides of eight boxes on one axis, then the distances to them.
+struct WideSides {
+    __m256 nearest, farthest;
+};
+
+/// As `boxesMet` of lanes of four. `rays.toDistances` is handed the sides on an axis, less the
+/// origin.
+template <class Rays>
+[[gnu::target("avx2")]] inline unsigned boxesMetWide(const Rays& rays, const EightBoxes& boxes,
+                                                     float limit, float enter[8]) {
+    __m256 in = _mm256_setzero_ps();
+    __m256 out = _mm256_set1_ps(limit);
+    for (int axis = 0; axis < 3; ++axis) {
+        const __m256 from = _mm256_set1_ps(rays.origin[axis][0]);
+        WideSides sides{_mm256_loadu_ps(boxes.side[rays.near[axis]]) - from,
+                        _mm256_loadu_ps(boxes.side[rays.far[axis]]) - from};
+        rays.toDistances(axis, sides);
+        in = _mm256_max_ps(sides.nearest, in); // the second where the first is NaN
+        out = _mm256_min_ps(sides.farthest, out);
+    }
+    _mm256_storeu_ps(enter, in);
+    const __m256 end = out * _mm256_set1_ps(kExitSlack);
+    return static_cast<unsigned>(_mm256_movemask_ps(_mm256_cmp_ps(in, end, _CMP_LE_OQ)));
+}
+
 struct WideRayLanes : RayLanes {
     using RayLanes::RayLanes;
 
+    [[gnu::target("avx2")]] void toDistances(int axis, WideSides& sides) const {
+        const __m256 times = _mm256_set1_ps(inverse[axis][0]);
+        sides.nearest *= times;
+        sides.farthest *= times;
+    }
+
     [[gnu::target("avx2")]] unsigned boxesMet(const EightBoxes& boxes, float limit,
                                               float enter[8]) const {
-        __m256 in = _mm256_setzero_ps();
-        __m256 out = _mm256_set1_ps(limit);
-        for (int axis = 0; axis < 3; ++axis) {
-            const __m256 from = _mm256_set1_ps(origin[axis][0]);
-            const __m256 times = _mm256_set1_ps(inverse[axis][0]);
-            const __m256 nearest = (_mm256_loadu_ps(boxes.side[near[axis]]) - from) * times;
-            const __m256 farthest = (_mm256_loadu_ps(boxes.side[far[axis]]) - from) * times;
-            in = _mm256_max_ps(nearest, in); // the second where the first is NaN
-            out = _mm256_min_ps(farthest, out);
-        }
-        _mm256_storeu_ps(enter, in);
-        const __m256 end = out * _mm256_set1_ps(kExitSlack);
-        return static_cast<unsigned>(_mm256_movemask_ps(_mm256_cmp_ps(in, end, _CMP_LE_OQ)));
+        return boxesMetWide(*this, boxes, limit, enter);
     }
 };
 
 struct WidePacketLanes : PacketLanes {
     using PacketLanes::PacketLanes;
 
+    [[gnu::target("avx2")]] void toDistances(int axis, WideSides& sides) const {
+        const __m256 low = _mm256_set1_ps(least[axis][0]);
+        const __m256 high = _mm256_set1_ps(largest[axis][0]);
+        sides.nearest = _mm256_min_ps(sides.nearest * high, sides.nearest * low);
+        sides.farthest = _mm256_max_ps(sides.farthest * high, sides.farthest * low);
+    }
+
     [[gnu::target("avx2")]] unsigned boxesMet(const EightBoxes& boxes, float limit,
                                               float enter[8]) const {
-        __m256 in = _mm256_setzero_ps();
-        __m256 out = _mm256_set1_ps(limit);
-        for (int axis = 0; axis < 3; ++axis) {
-            const __m256 from = _mm256_set1_ps(origin[axis][0]);
-            const __m256 low = _mm256_set1_ps(least[axis][0]);
-            const __m256 high = _mm256_set1_ps(largest[axis][0]);
-            const __m256 toNear = _mm256_loadu_ps(boxes.side[near[axis]]) - from;
-            const __m256 toFar = _mm256_loadu_ps(boxes.side[far[axis]]) - from;
-            in = _mm256_max_ps(_mm256_min_ps(toNear * high, toNear * low), in);
-            out = _mm256_min_ps(_mm256_max_ps(toFar * high, toFar * low), out);
-        }
-        _mm256_storeu_ps(enter, in);
-        const __m256 end = out * _mm256_set1_ps(kExitSlack);
-        return static_cast<unsigned>(_mm256_movemask_ps(_mm256_cmp_ps(in, end, _CMP_LE_OQ)));
+        return boxesMetWide(*this, boxes, limit, enter);
     }
 };
 
