@@ -5,11 +5,10 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <numeric>
+#include <tuple>
 #include <utility>
 #include <vector>
 
-#include "qvGeom/editing/GeomVertexWeld.h"
-#include "qvGeom/foundation/base/Progress.h"
 #include "qvGeom/foundation/geometry/CompactMesh.h"
 
 #include "support/HeardNotices.h"
@@ -32,11 +31,8 @@ double cutLength(const CompactMesh& mesh, const CompactMesh& original) {
     return (borderLength(mesh) - borderLength(original)) / 2;
 }
 
-struct Surface {
-    const char* name;
-    CompactMesh mesh;
-    double longestCut; // none to be made: 0
-};
+/// What it is called, and the length of the longest cut to expect; 0 where none is to be made.
+using Surface = std::tuple<const char*, CompactMesh, double>;
 
 std::vector<Surface> surfaces() {
     const CompactMesh triangle = test::strip(1);
@@ -48,9 +44,6 @@ std::vector<Surface> surfaces() {
                      {{{0, 2, 1}}, {{0, 1, 3}}, {{1, 2, 3}}, {{2, 0, 3}}});
     CompactMesh nowhere = tetrahedron;
     std::fill_n(nowhere.getVertices(), 4, qvGeom::MeshVertex{NAN, NAN, NAN});
-    CompactMesh elephant = test::readMeshFile("elephant.mesh");
-    qvUtil::Progress progress;
-    meshCompact(elephant, progress);
     const CompactMesh torus = test::torus(40, 20);
     return {{"disk", test::grid(3, 2), 0.0},
             {"triangle", triangle, 0.0},
@@ -65,7 +58,7 @@ std::vector<Surface> surfaces() {
             {"annulus", test::without(test::grid(5, 5), 24, 2), 2.5},
             // A square's two halves joined by strips above, between and below the holes.
             {"pair of pants", test::without(test::without(test::grid(7, 3), 22, 4), 16, 4), 2.5},
-            {"elephant", elephant, HUGE_VAL}};
+            {"elephant", test::readMeshFile("elephant.mesh"), HUGE_VAL}};
 }
 
 // With all channels at the copies.

@@ -66,7 +66,7 @@ ConjugateGradient::StatusCode solve(ConjugateGradient& solver, double tolerance,
 }
 
 // Three hundred unknowns pass the steps that calculate the residual anew.
-TEST(ConjugateGradient, solvesDenselyMultipliedSystems) {
+TEST(ConjugateGradient, agreesWithDenseProducts) {
     std::mt19937 random(1);
     const int mostSteps[] = {80, 20, 10}; // without a preconditioner and with either
     for (const int n : {1, 2, 40, 300}) {
