@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
-#include <limits>
 #include <vector>
 
 #include "qvGeom/foundation/geometry/BoundingBox.h"
@@ -13,12 +12,9 @@
 #include "support/MeshBuilders.h"
 #include "support/Random.h"
 
+namespace qvGeom {
 namespace {
 
-using qvGeom::BoundingBox;
-using qvGeom::Clip;
-using qvGeom::ClipBox;
-using qvGeom::ClipPolygon;
 using qvLinear::HPoint;
 using qvLinear::ProjMatrix;
 using qvLinear::ProjMatrixFlt;
@@ -86,7 +82,7 @@ struct Received {
 
 TEST(Clip, trianglesOfAMeshComeAsFans) {
     // Inside and counter-clockwise; across the right side and clockwise; outside.
-    qvGeom::CompactMesh mesh =
+    CompactMesh mesh =
         test::meshOf({{0, 0, 0}, {0.5F, 0, 0}, {0, 0.5F, 0}, {2, 0, 0}, {3, 0, 0}, {3, 1, 0}},
                      {{0, 1, 2}, {0, 2, 3}, {3, 4, 5}});
     const std::vector<HPoint> first{{0, 0, 0, 1}, {0.5, 0, 0, 1}, {0, 0.5, 0, 1}},
@@ -123,8 +119,7 @@ TEST(Clip, trianglesOfAMeshComeAsFans) {
 }
 
 TEST(Clip, verticesAreClassified) {
-    const float nan = std::numeric_limits<float>::quiet_NaN();
-    const float points[] = {2, -3, 4, -2, 3, -4, 1, -1, 1, nan, nan, nan, 0, 0, 1.5F};
+    const float points[] = {2, -3, 4, -2, 3, -4, 1, -1, 1, NAN, NAN, NAN, 0, 0, 1.5F};
     std::vector<Clip::Vertex> out(99);
     EXPECT_EQ(Clip::projectVertices(points, 5, kUnit, out, false), 2);
     const int codes[] = {2 | 4 | 32, 1 | 8 | 16, 0, 0, 32};
@@ -210,12 +205,13 @@ TEST(Clip, boxes) {
         EXPECT_EQ(bboxClipTest(box, m), bboxClipTest(box, m, {-1, -1, 1, 1})) << round;
     }
     EXPECT_FALSE(bboxClipTest(BoundingBox(), kUnit));
-    const qvGeom::CompactMesh points = test::pointsAlongX(3);
+    const CompactMesh points = test::pointsAlongX(3);
     qvLinear::AffineMatrix move;
-    const qvGeom::Frustum frustum(ProjMatrix{move});
+    const Frustum frustum(ProjMatrix{move});
     EXPECT_TRUE(intersectBoxFrustum(move, points, frustum));
     move.m[3][0] = 1.5;
     EXPECT_FALSE(intersectBoxFrustum(move, points, frustum));
 }
 
 } // namespace
+} // namespace qvGeom

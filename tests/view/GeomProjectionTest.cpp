@@ -10,11 +10,9 @@
 #include "support/CapturedOutput.h"
 #include "support/Random.h"
 
+namespace qvGeom {
 namespace {
 
-using qvGeom::AngleAspect;
-using qvGeom::EyeSpaceFrustum;
-using qvGeom::Viewport;
 using qvLinear::AffineMatrix;
 using qvLinear::HPoint;
 using qvLinear::ParamPlane;
@@ -72,14 +70,14 @@ TEST(Projection, matricesMapTheVolumeToTheCube) {
         same.getMatrix(infinite, ortho);
         for (int i = 0; i < 16; ++i)
             EXPECT_NEAR(finite.m[i / 4][i % 4], infinite.m[i / 4][i % 4], 1e-11) << i;
-        EXPECT_NEAR(qvGeom::getAspectRatio(finite), r - l, 1e-12);
-        EXPECT_NEAR(qvGeom::getVerticalAngleRadians(finite), 2 * std::atan(t - b), 1e-12);
+        EXPECT_NEAR(getAspectRatio(finite), r - l, 1e-12);
+        EXPECT_NEAR(getVerticalAngleRadians(finite), 2 * std::atan(t - b), 1e-12);
     }
 }
 
 TEST(Projection, cameraModelsConvert) {
     AngleAspect lens;
-    EyeSpaceFrustum frustum = frustumOf({1, 2}, {5, 4}, 2, 9, true);
+    EyeSpaceFrustum frustum;
     AngleAspect().getEyeSpaceFrustum(frustum);
     lens.setAspectRatio(7);
     frustum.getAngleAspect(lens);
@@ -87,21 +85,23 @@ TEST(Projection, cameraModelsConvert) {
     EXPECT_NEAR(lens.getAngleOfViewRad(), 55 * std::acos(-1) / 180, 1e-15);
 
     // Height and width stay, seen from the new near plane, and the frame moves to the axis.
-    frustum = frustumOf({1, 2}, {5, 4}, 2, 9, false);
+    const EyeSpaceFrustum wide = frustumOf({1, 2}, {5, 4}, 2, 9, false),
+                          flat = frustumOf({1, 2}, {5, 4}, 2, 9, true);
+    frustum = wide;
     frustum.setDepthRange(6, 10, true);
     EXPECT_TRUE(frustum == frustumOf({-6, -3}, {6, 3}, 6, 10, false));
-    frustum = frustumOf({1, 2}, {5, 4}, 2, 9, true);
+    frustum = flat;
     frustum.setDepthRange(6, 10, true);
     EXPECT_TRUE(frustum == frustumOf({1, 2}, {5, 4}, 6, 10, true));
     frustum.getAngleAspect(lens); // the frame counts as one on the near plane
     EXPECT_NEAR(lens.getAngleOfViewRad(), 2 * std::atan(1.0 / 6), 1e-15);
 
-    frustum = frustumOf({1, 2}, {5, 4}, 2, 9, false);
     ParamPlane plane;
-    frustum.getPlaneAtDepth(6, plane);
+    wide.getPlaneAtDepth(6, plane);
     EXPECT_EQ(plane, (ParamPlane{{-6, -3, -6}, {12, 0, 0}, {0, 6, 0}}));
+    frustum = wide;
     frustum.setOrthographic(false, 6);
-    EXPECT_TRUE(frustum == frustumOf({1, 2}, {5, 4}, 2, 9, false));
+    EXPECT_TRUE(frustum == wide);
     frustum.setOrthographic(true, 6);
     EXPECT_TRUE(frustum == frustumOf({-6, -3}, {6, 3}, 2, 9, true));
     frustum.setOrthographic(false, 6);
@@ -142,44 +142,43 @@ TEST(Projection, viewportTransforms) {
 
 // Each number counts, and a difference of the tolerance is one.
 TEST(Projection, comparisonsLookAtEverything) {
-    for (int k = 0; k < 14; ++k) {
-        const int field = k / 2;
-        const bool within = k % 2 == 0;
-        const auto moved = [&](int i) { return i == field ? (within ? 0.9e-12 : 1.1e-12) : 0; };
-        AngleAspect lens;
-        lens.setAngleOfViewRad(lens.getAngleOfViewRad() + 1e6 * qvLinear::toRadians(moved(0)));
-        lens.setAspectRatio(1 + moved(1));
-        lens.setDepthRange(1 + moved(2), 100 + moved(3));
-        EXPECT_EQ(lens == AngleAspect(), within || field > 3) << k;
-        EXPECT_EQ(frustumOf({moved(0) - 1, moved(1) - 1}, {1 + moved(2), 1 + moved(3)},
-                            1 + moved(4), 100 + moved(5), field == 6) == EyeSpaceFrustum(),
-                  within && field != 6)
-            << k;
-        Viewport viewport;
-        viewport.setOrigin(moved(0), moved(1));
-        viewport.setSize(1 + moved(2), 1 + moved(3));
-        viewport.setDepthRange(moved(4), 1 + moved(5));
-        EXPECT_EQ(viewport == Viewport(), within || field > 5) << k;
+    for (int field = 0; field < 7; ++field) {
+        for (const double difference : {0.9e-12, 1.1e-12}) {
+            const bool within = difference < 1e-12;
+            double d[7] = {};
+            d[field] = difference;
+            AngleAspect lens;
+            lens.setAngleOfViewRad(lens.getAngleOfViewRad() + 1e6 * qvLinear::toRadians(d[0]));
+            lens.setAspectRatio(1 + d[1]);
+            lens.setDepthRange(1 + d[2], 100 + d[3]);
+            EXPECT_EQ(lens == AngleAspect(), within || field > 3) << field;
+            EXPECT_EQ(frustumOf({d[0] - 1, d[1] - 1}, {1 + d[2], 1 + d[3]}, 1 + d[4], 100 + d[5],
+                                field == 6) == EyeSpaceFrustum(),
+                      within && field != 6)
+                << field;
+            Viewport viewport;
+            viewport.setOrigin(d[0], d[1]);
+            viewport.setSize(1 + d[2], 1 + d[3]);
+            viewport.setDepthRange(d[4], 1 + d[5]);
+            EXPECT_EQ(viewport == Viewport(), within || field > 5) << field;
+        }
     }
 }
 
 TEST(Projection, printing) {
-    const auto printed = [](const auto& camera, const char* name, bool enabled = true) {
-        test::CapturedOutput output;
-        qvGeom::debugChannel().setEnabled(enabled);
-        camera.debugPrint(qvGeom::debugChannel(), name);
-        return output.debug();
-    };
     const std::string lens = " lens is\n  aov 0.959931088597\n  asp 1.000000000000\n"
                              "  nea 1.000000000000\n  far 100.000000000000\n";
-    const std::string frustum = " frustum is\n  top 4.000000000000\n  bot 2.000000000000\n"
-                                "  lef 1.000000000000\n  rig 3.000000000000\n"
-                                "  nea 5.000000000000\n  far 6.000000000000\n";
-    EXPECT_EQ(printed(AngleAspect(), "eye"), "eye AngleAspect is\neye" + lens);
-    EXPECT_EQ(printed(AngleAspect(), nullptr), "unnamed AngleAspect is\n(null)" + lens);
-    EXPECT_EQ(printed(frustumOf({1, 2}, {3, 4}, 5, 6, false), "eye"), "eye" + frustum);
-    EXPECT_EQ(printed(frustumOf({1, 2}, {3, 4}, 5, 6, false), nullptr), "unnamed" + frustum);
-    EXPECT_EQ(printed(AngleAspect(), "eye", false), "");
+    const std::string shape = " frustum is\n  top 4.000000000000\n  bot 2.000000000000\n"
+                              "  lef 1.000000000000\n  rig 3.000000000000\n"
+                              "  nea 5.000000000000\n  far 6.000000000000\n";
+    const test::CapturedOutput output;
+    for (const char* name : {"eye", static_cast<const char*>(nullptr)}) {
+        AngleAspect().debugPrint(debugChannel(), name);
+        frustumOf({1, 2}, {3, 4}, 5, 6, false).debugPrint(debugChannel(), name);
+    }
+    EXPECT_EQ(output.debug(), "eye AngleAspect is\neye" + lens + "eye" + shape +
+                                  "unnamed AngleAspect is\n(null)" + lens + "unnamed" + shape);
 }
 
 } // namespace
+} // namespace qvGeom
