@@ -9,9 +9,7 @@
 #include <tuple>
 #include <vector>
 
-#include "qvGeom/foundation/geometry/OctreeTris.h"
 #include "qvGeom/foundation/linear/Linear.h"
-#include "qvGeom/spatial/GeomOctree.h"
 #include "qvGeom/spatial/GeomRayTrace.h"
 #include "qvGeom/view/GeomProjection.h"
 #include "qvGeom/view/GeomScanConvert.h"
@@ -22,10 +20,9 @@
 #include "support/ScopedThreadCount.h"
 #include "support/Trees.h"
 
+namespace qvGeom {
 namespace {
 
-using qvGeom::CompactMesh;
-using qvGeom::MeshDepthMap;
 using qvLinear::HPoint;
 using qvLinear::narrow;
 using qvLinear::ProjMatrix;
@@ -41,12 +38,13 @@ struct Call {
 struct StepByStep {
     int width, height;
     bool writing = false, unique = false, offset = false, found = false;
-    float factor = 1.0F, slope = 0.0F, scale[2]{1, 1}, origin[2]{0, 0}, depth[3]{};
+    float factor = 1.0F, slope = 0.0F, depth[3]{};
+    qvLinear::Point2Flt scale{1, 1}, origin{0, 0};
     std::vector<float> buffer{};
     std::vector<Call> calls{};
     MeshDepthMap::FragmentCount counts{};
-    qvGeom::Clip::TriangleAlgorithm clip{};
-    qvGeom::MeshScanConverter scanner{width, height, 0.5F};
+    Clip::TriangleAlgorithm clip{};
+    MeshScanConverter scanner{width, height, 0.5F};
 
     void draw(const ProjMatrix& m, const CompactMesh& mesh) {
         const auto onTriangle = [](void* self, const HPoint& a, const HPoint& b, const HPoint& c) {
@@ -73,8 +71,8 @@ struct StepByStep {
     bool scan(const std::array<HPoint, 3>& p) {
         float at[3][2];
         for (int k = 0; k < 3; ++k) {
-            at[k][0] = (narrow(p[k].x / p[k].w) + 1.0F) * 0.5F * scale[0] + origin[0];
-            at[k][1] = (narrow(p[k].y / p[k].w) + 1.0F) * 0.5F * scale[1] + origin[1];
+            at[k][0] = (narrow(p[k].x / p[k].w) + 1.0F) * 0.5F * scale.x + origin.x;
+            at[k][1] = (narrow(p[k].y / p[k].w) + 1.0F) * 0.5F * scale.y + origin.y;
             depth[k] = narrow(p[k].z / p[k].w);
         }
         slope = 0.0F;
@@ -103,7 +101,7 @@ struct StepByStep {
 
 /// A view of [-1, 1] from above that cuts off some of it, before and behind the eye too.
 ProjMatrix randomView(test::Random& random) {
-    qvGeom::AngleAspect lens;
+    AngleAspect lens;
     lens.setDepthRange(0.4, 2.2);
     ProjMatrix projection;
     lens.getMatrix(projection, random.below(2) == 0);
@@ -134,14 +132,14 @@ TEST(MeshDepthMap, drawsAsItsSteps) {
         map.setWriting(steps.writing = round % 5 > 1);
         map.setUnique(steps.unique = round % 3 == 0);
         map.setPolygonOffset(steps.offset = round % 7 < 3, steps.factor = 0.25F);
-        for (qvGeom::Clip::TriangleAlgorithm* clip : {&steps.clip, &map.getClip()}) {
+        for (Clip::TriangleAlgorithm* clip : {&steps.clip, &map.getClip()}) {
             clip->setClockwiseFront(round % 2 == 0);
             clip->setCullFaces(round % 9 == 0, round % 11 == 0);
         }
         if (round % 4 == 3) {
             map.setViewport({0.125, 0.25, 0.125 + 0.5 * width, 0.25 + 0.75 * height});
-            std::tie(steps.scale[0], steps.scale[1]) = std::tuple(0.5F, 0.75F);
-            std::tie(steps.origin[0], steps.origin[1]) = std::tuple(0.125F, 0.25F);
+            steps.scale = {0.5F, 0.75F};
+            steps.origin = {0.125F, 0.25F};
         }
         std::vector<Call> calls;
         const auto onSample = [](void* to, int x, int y, float depth, const auto* info) {
@@ -159,9 +157,9 @@ TEST(MeshDepthMap, drawsAsItsSteps) {
         steps.draw(view, mesh);
         EXPECT_EQ(found, steps.found);
         numSamples += steps.counts.total;
-        EXPECT_TRUE(std::equal(steps.buffer.begin(), steps.buffer.end(), map.getDepthBuffer()));
-        EXPECT_TRUE(std::all_of(steps.buffer.begin(), steps.buffer.end(),
-                                [](float z) { return std::isfinite(z); }));
+        for (int i = 0; i < width * height; ++i)
+            ASSERT_TRUE(map.getDepthBuffer()[i] == steps.buffer[i] &&
+                        std::isfinite(steps.buffer[i]));
         if (listens && steps.writing) {
             EXPECT_EQ(calls, steps.calls);
         }
@@ -187,13 +185,13 @@ TEST(MeshDepthMap, seesWhatRaysHit) {
         qvLinear::Range3d box{};
         mesh.getBoundingBox(box);
         for (int v = 0; v < mesh.getNumVertices(); ++v) { // 100 around the origin
-            auto& [x, y, z] = mesh.getVertices()[v];
-            const qvLinear::Point p =
-                qvLinear::Point{} +
-                (qvLinear::Point{x, y, z} - box.center()) * (200.0 / box.size().length());
-            std::tie(x, y, z) = std::tuple(narrow(p.x), narrow(p.y), narrow(p.z));
+            const auto [x, y, z] = mesh.getVertices()[v];
+            const auto p =
+                narrow((qvLinear::Point{x, y, z} - box.center()) * (200.0 / box.size().length()));
+            mesh.getVertices()[v] = {p.x, p.y, p.z};
         }
-        qvGeom::AngleAspect lens;
+        const test::IndexedMesh subject(mesh);
+        AngleAspect lens;
         lens.setDepthRange(100.0, 310.0);
         ProjMatrix projection;
         lens.getMatrix(projection, false);
@@ -212,10 +210,7 @@ TEST(MeshDepthMap, seesWhatRaysHit) {
             depths = drawn;
         }
 
-        const qvGeom::Octree octree = test::octreeOf(mesh);
-        qvGeom::OctreeTris tris;
-        computeOctreeTris(mesh, octree, tris);
-        qvGeom::RayTracer tracer(octree, tris, &mesh);
+        RayTracer tracer(subject.octree, subject.tris, &subject.mesh);
         tracer.setFindNearestHit(true);
         int hits = 0, off = 0;
         for (int i = 0; i < kSide * kSide; ++i) {
@@ -237,3 +232,4 @@ TEST(MeshDepthMap, seesWhatRaysHit) {
 }
 
 } // namespace
+} // namespace qvGeom
