@@ -12,11 +12,9 @@
 #include "support/Random.h"
 #include "support/ScopedThreadCount.h"
 
+namespace qvGeom {
 namespace {
 
-using qvGeom::CompactMesh;
-using qvGeom::MeshCoord;
-using qvGeom::MeshVertex;
 using qvLinear::narrow;
 
 /// Whether all corners are beyond one side of [x - r, x + r] x [y - r, y + r].
@@ -85,3 +83,4 @@ TEST(MeshRayIntersectScreen, findsTheNearestUnderTheRectangle) {
 }
 
 } // namespace
+} // namespace qvGeom

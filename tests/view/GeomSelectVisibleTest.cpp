@@ -9,10 +9,8 @@
 
 #include "support/MeshBuilders.h"
 
+namespace qvGeom {
 namespace {
-
-using qvGeom::BitVector;
-using qvGeom::CompactMesh;
 
 /// Adds a copy of `part`, scaled and moved; returns its first triangle.
 int add(CompactMesh& mesh, const CompactMesh& part, float scale, float x, float y, float z) {
@@ -20,7 +18,7 @@ int add(CompactMesh& mesh, const CompactMesh& part, float scale, float x, float 
     mesh.resizeVertexArray(vertices + part.getNumVertices());
     mesh.resizeTriangleArray(triangles + part.getNumTriangles());
     for (int v = 0; v < part.getNumVertices(); ++v) {
-        const qvGeom::MeshVertex& p = part.getVertices()[v];
+        const MeshVertex& p = part.getVertices()[v];
         mesh.getVertices()[vertices + v] = {x + scale * p.x, y + scale * p.y, z + scale * p.z};
     }
     for (int t = 0; t < part.getNumTriangles(); ++t) {
@@ -48,9 +46,9 @@ TEST(MeshSelectVisible, selectsPiecesMostlySeen) {
     for (int v = 0; v < mesh.getNumVertices() - squareSize; ++v)
         candidates.set(v, v < ball.getNumVertices() + 2 * squareSize ||
                               v >= ball.getNumVertices() + 3 * squareSize);
-    qvGeom::MeshAdjTris adjTris;
+    MeshAdjTris adjTris;
     meshAdjTris(mesh, adjTris);
-    qvGeom::MeshAdjVertices adjVertices;
+    MeshAdjVertices adjVertices;
     meshAdjVertices(mesh, adjTris, adjVertices);
 
     qvLinear::ProjMatrix proj;
@@ -58,8 +56,7 @@ TEST(MeshSelectVisible, selectsPiecesMostlySeen) {
     qvLinear::AffineMatrix model;
     model.m[2][2] = -1.0;
     for (const double aspect : {1.0, 0.5, 3.0, -1.0}) {
-        qvGeom::MeshSelectVisible(proj, result, candidates, aspect)
-            .process(mesh, adjVertices, model);
+        MeshSelectVisible(proj, result, candidates, aspect).process(mesh, adjVertices, model);
         ASSERT_EQ(result.size(), numTriangles);
         for (int t = 0; t < numTriangles; ++t) {
             const bool seen = t < hidden || (t >= most && t < stray) || (t >= under && t < cover);
@@ -71,8 +68,9 @@ TEST(MeshSelectVisible, selectsPiecesMostlySeen) {
     BitVector onePiece(mesh.getNumVertices());
     for (int v = 0; v < ball.getNumVertices(); ++v)
         onePiece.set(v);
-    qvGeom::MeshSelectVisible(proj, result, onePiece, 1.0).process(mesh, adjVertices, model);
+    MeshSelectVisible(proj, result, onePiece, 1.0).process(mesh, adjVertices, model);
     EXPECT_EQ(result, before);
 }
 
 } // namespace
+} // namespace qvGeom
