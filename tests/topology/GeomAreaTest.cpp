@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "qvGeom/foundation/geometry/MeshPlacement.h"
+#include "qvGeom/foundation/linear/Convert.h"
 
 #include "support/MeshBuilders.h"
 #include "support/ScopedThreadCount.h"
@@ -51,15 +52,11 @@ TEST(MeshArea, addsSliceBySlice) {
     placement.transform.m[0][1] = 0.7F;
     placement.transform.m[2][0] = -0.3F;
     const qvLinear::AffineMatrix transform(placement.transform);
-    const auto position = [&](int v) {
-        const MeshVertex& p = mesh.getVertices()[v];
-        return qvLinear::Vector{p.x, p.y, p.z};
-    };
+    const auto at = [&](int v) { return qvLinear::widen(mesh.getVertices()[v]); };
     std::vector<double> areas; // twice those of the placed triangles
     for (int t = 0; t < 1000; ++t) {
         const auto [a, b, c] = mesh.getTriangles()[t].v;
-        const qvLinear::Vector ab = (position(b) - position(a)) * transform;
-        areas.push_back(cross(ab, (position(c) - position(a)) * transform).length());
+        areas.push_back(cross((at(b) - at(a)) * transform, (at(c) - at(a)) * transform).length());
     }
     for (const int threads : {1, 2, 3, 8}) {
         SCOPED_TRACE(testing::Message() << threads << " threads");

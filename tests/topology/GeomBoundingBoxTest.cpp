@@ -36,10 +36,8 @@ TEST(MeshBoundingBox, honoursSelectionOnAnyNumberOfThreads) {
             SCOPED_TRACE(testing::Message() << count << " points on " << threads << " threads");
             const CompactMesh mesh = test::randomMesh(count, count, 0);
             BoundingBox expected;
-            for (int v = 0; v < count; ++v) {
-                const MeshVertex& p = mesh.getVertices()[v];
-                expected.extend({p.x, p.y, p.z});
-            }
+            for (int v = 0; v < count; ++v)
+                expected.extend(mesh.getVertices()[v]);
             EXPECT_EQ(boxOf(mesh), expected);
         }
         for (const auto& [selection, expected] : cases)

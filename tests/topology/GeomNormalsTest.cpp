@@ -3,7 +3,7 @@
 #include <cmath>
 #include <gtest/gtest.h>
 
-#include "qvGeom/foundation/linear/Point.h"
+#include "qvGeom/foundation/linear/Convert.h"
 
 #include "support/Adjacency.h"
 #include "support/HeardNotices.h"
@@ -11,17 +11,15 @@
 namespace {
 
 using qvGeom::CompactMesh;
+using qvLinear::Point;
 using qvLinear::Vector;
 
 double sixfoldVolume(const CompactMesh& mesh) {
-    const auto at = [&](int v) {
-        const qvGeom::MeshVertex& p = mesh.getVertices()[v];
-        return Vector{p.x, p.y, p.z};
-    };
+    const auto at = [&](int v) { return qvLinear::widen(mesh.getVertices()[v]) - Point{0, 0, 0}; };
     double sum = 0;
     for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-        const qvGeom::MeshTriangle& tri = mesh.getTriangles()[t];
-        sum += dot(at(tri[0]), cross(at(tri[1]), at(tri[2])));
+        const auto [a, b, c] = mesh.getTriangles()[t].v;
+        sum += dot(at(a), cross(at(b), at(c)));
     }
     return sum;
 }
@@ -46,8 +44,8 @@ TEST(MeshComputeNormals, pointWhereTheVolumeGrowsFastest) {
             }
             Vector expected{slope[0], slope[1], slope[2]};
             ASSERT_TRUE(expected.normalize());
-            const qvGeom::MeshNormal& n = mesh.getNormals()[v];
-            EXPECT_TRUE(equivalent(Vector{n.x, n.y, n.z}, expected, 1e-5)) << v;
+            const auto [x, y, z] = mesh.getNormals()[v];
+            EXPECT_TRUE(equivalent(Vector{x, y, z}, expected, 1e-5)) << v;
         }
     }
 }

@@ -35,12 +35,6 @@ Ints cornersOf(const CompactMesh& mesh) {
     return {mesh.getTrianglesRaw(), mesh.getTrianglesRaw() + 3 * mesh.getNumTriangles()};
 }
 
-/// A triangle that begins with its lowest corner, wound the same way.
-Corners rotated(Corners t) {
-    std::rotate(t.begin(), std::min_element(t.begin(), t.end()), t.end());
-    return t;
-}
-
 /// Whether no two triangles run an edge in the same direction.
 bool isOriented(const CompactMesh& mesh) {
     std::map<std::pair<int, int>, int> users;
@@ -111,28 +105,25 @@ TEST(MeshOrient, flipsPiecesInOrder) {
     }
 }
 
-/// The triangles that the strips and fans of a mesh stand for.
-std::multiset<Corners> trianglesOfRuns(const CompactMesh& mesh) {
+/// The triangles that the strips and fans of a mesh stand for, each from its lowest corner on.
+std::multiset<Corners> trianglesOfRuns(const CompactMesh& mesh, bool areTurned = false) {
     std::multiset<Corners> triangles;
+    const auto add = [&](int a, int b, int c, bool isTurned) {
+        Corners t = isTurned == areTurned ? Corners{a, b, c} : Corners{b, a, c};
+        std::rotate(t.begin(), std::min_element(t.begin(), t.end()), t.end());
+        triangles.insert(t);
+    };
     const int* p = mesh.getTriStripPoints();
     for (int s = 0; s < mesh.getNumTriStrips(); p += mesh.getTriStripLengths()[s++]) {
         for (int i = 0; i + 2 < mesh.getTriStripLengths()[s]; ++i)
-            triangles.insert(rotated(i % 2 == 0 ? Corners{p[i], p[i + 1], p[i + 2]}
-                                                : Corners{p[i + 1], p[i], p[i + 2]}));
+            add(p[i], p[i + 1], p[i + 2], i % 2 == 1);
     }
     p = mesh.getTriFanPoints();
     for (int f = 0; f < mesh.getNumTriFans(); p += mesh.getTriFanLengths()[f++]) {
         for (int i = 1; i + 1 < mesh.getTriFanLengths()[f]; ++i)
-            triangles.insert(rotated({p[0], p[i], p[i + 1]}));
+            add(p[0], p[i], p[i + 1], false);
     }
     return triangles;
-}
-
-std::multiset<Corners> turned(const std::multiset<Corners>& triangles) {
-    std::multiset<Corners> result;
-    for (const Corners& t : triangles)
-        result.insert({t[0], t[2], t[1]});
-    return result;
 }
 
 CompactMesh meshWithRuns(const Ints& strips, const Ints& fans) {
@@ -155,11 +146,12 @@ TEST(MeshReverseWinding, turnsStripsAndFans) {
                                           {{6}, {3, 5}}}) {
         CompactMesh mesh = meshWithRuns(strips, {0, 1, 2, 3, 6});
         const std::multiset<Corners> before = trianglesOfRuns(mesh);
+        const std::multiset<Corners> turned = trianglesOfRuns(mesh, true);
         meshReverseWinding(mesh, false);
         EXPECT_EQ(
             Ints(mesh.getTriStripLengths(), mesh.getTriStripLengths() + mesh.getNumTriStrips()),
             lengths);
-        EXPECT_EQ(trianglesOfRuns(mesh), turned(before));
+        EXPECT_EQ(trianglesOfRuns(mesh), turned);
         EXPECT_EQ(cornersOf(mesh), (Ints{1, 0, 2, 1, 2, 3}));
         meshReverseWinding(mesh, true);
         EXPECT_EQ(trianglesOfRuns(mesh), before);

@@ -33,7 +33,7 @@ Points randomPoints(int count, double zExtent = 1) {
 BoundingBox boxOf(const Points& points) {
     BoundingBox box;
     for (const MeshVertex& p : points)
-        box.extend({p.x, p.y, p.z});
+        box.extend(p);
     return box;
 }
 
