@@ -5,7 +5,6 @@
 #include <cmath>
 #include <gtest/gtest.h>
 #include <set>
-#include <vector>
 
 #include "qvGeom/foundation/geometry/MeshCoord.h"
 #include "qvGeom/foundation/linear/ProjMatrix.h"

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <map>
-#include <vector>
 
 #include "qvGeom/editing/detail/VertexKeys.h"
 #include "qvGeom/foundation/base/Progress.h"

@@ -9,10 +9,8 @@
 #include <gtest/gtest.h>
 #include <random>
 #include <sstream>
-#include <string>
 #include <thread>
 #include <unistd.h>
-#include <vector>
 
 #include "qvGeom/foundation/geometry/TopoMesh.h"
 

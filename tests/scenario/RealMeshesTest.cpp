@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <functional>
 #include <gtest/gtest.h>
-#include <vector>
 
 #include "qvGeom/editing/GeomVertexWeld.h"
 #include "qvGeom/foundation/base/Progress.h"

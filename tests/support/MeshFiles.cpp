@@ -2,7 +2,6 @@
 
 #include <cstring>
 #include <fstream>
-#include <vector>
 
 #include "qvGeom/foundation/base/Strings.h"
 #include "qvGeom/io/GeomMeshText.h"

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <set>
-#include <vector>
 
 #include "qvGeom/foundation/geometry/MeshAdjVertices.h"
 

@@ -2,8 +2,6 @@
 
 #include <cmath>
 #include <gtest/gtest.h>
-#include <list>
-#include <vector>
 
 #include "qvGeom/foundation/geometry/MeshPlacement.h"
 #include "qvGeom/foundation/linear/Convert.h"

@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <gtest/gtest.h>
-#include <list>
 #include <utility>
 
 #include "qvGeom/foundation/geometry/BoundingBox.h"

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <map>
-#include <vector>
 
 #include "qvGeom/foundation/geometry/TopoMesh.h"
 

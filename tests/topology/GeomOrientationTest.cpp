@@ -5,11 +5,9 @@
 #include <cmath>
 #include <gtest/gtest.h>
 #include <iterator>
-#include <list>
 #include <map>
 #include <numeric>
 #include <set>
-#include <vector>
 
 #include "qvGeom/foundation/geometry/MeshPlacement.h"
 

@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <gtest/gtest.h>
-#include <string>
 #include <thread>
 
 #include "qvGeom/foundation/base/StopWatch.h"

@@ -2,9 +2,7 @@
 
 #include <cmath>
 #include <gtest/gtest.h>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "support/CancelAfter.h"
 

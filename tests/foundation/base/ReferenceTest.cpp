@@ -47,7 +47,6 @@ TEST(Reference, deletesWithTheLastHandle) {
 }
 
 TEST(Strings, convertToFilenames) {
-    const qvOS::Filename fromUnicode = qvString::IString("mesh.txt");
-    EXPECT_EQ(fromUnicode, qvOS::Filename("mesh.txt"));
+    EXPECT_EQ(qvOS::Filename(qvString::IString("mesh.txt")), qvOS::Filename("mesh.txt"));
     EXPECT_TRUE(qvOS::Filename(static_cast<const char*>(nullptr)).empty());
 }

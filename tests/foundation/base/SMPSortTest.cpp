@@ -7,7 +7,6 @@
 #include <numeric>
 #include <random>
 #include <set>
-#include <vector>
 
 #include "support/ScopedThreadCount.h"
 

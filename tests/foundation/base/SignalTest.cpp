@@ -1,11 +1,8 @@
 #include "qvGeom/foundation/base/Signal.h"
 
 #include <array>
-#include <functional>
 #include <gtest/gtest.h>
-#include <memory>
 #include <string>
-#include <utility>
 
 using qvRTB::FunctionArgMember;
 using IntSignal = qvRTB::Signal<int>;

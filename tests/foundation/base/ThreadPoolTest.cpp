@@ -10,7 +10,6 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
-#include <vector>
 
 #include "qvGeom/foundation/base/ThreadedAlg.h"
 

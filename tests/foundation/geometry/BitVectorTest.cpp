@@ -1,7 +1,6 @@
 #include "qvGeom/foundation/geometry/BitVector.h"
 
 #include <gtest/gtest.h>
-#include <vector>
 
 #include "qvGeom/foundation/geometry/Remap.h"
 
@@ -46,10 +45,12 @@ TEST(BitVector, agreesWithAVectorOfFlags) {
             bits |= other;
             break;
         }
-        case 2:
-            random.below(2) ? bits.setAllBits() : bits.clearBits();
-            flags.assign(flags.size(), bits.numSetBits() > 0);
+        case 2: {
+            const bool on = random.below(2) == 1;
+            on ? bits.setAllBits() : bits.clearBits();
+            flags.assign(flags.size(), on);
             break;
+        }
         default:
             if (!flags.empty()) {
                 const int i = random.below(bits.size());

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <map>
 #include <set>
-#include <vector>
 
 #include "support/Random.h"
 #include "support/TopoMeshCheck.h"
