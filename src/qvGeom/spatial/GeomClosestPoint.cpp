@@ -36,9 +36,7 @@ Real axisDistance2(Real lo, Real hi, Real p) {
     return outside * outside;
 }
 
-double largestCoordinate(const Point& p) {
-    return std::max({std::abs(p.x), std::abs(p.y), std::abs(p.z)});
-}
+double largestCoordinate(const Point& p) { return maxNorm(p - Point{}); }
 
 double largestCoordinate(const BoundingBox& box) {
     return std::max(largestCoordinate(widen(box.minPt())), largestCoordinate(widen(box.maxPt())));

@@ -129,11 +129,7 @@ bool contains(const Frustum& frustum, const qvLinear::Point& point) {
                         [&point](const Frustum::Face& face) { return height(face, point) > 0.0; });
 }
 
-bool contains(const BoundingBox& box, const PointFlt& point) {
-    return box.min[0] <= point.x && point.x <= box.max[0] && //
-           box.min[1] <= point.y && point.y <= box.max[1] && //
-           box.min[2] <= point.z && point.z <= box.max[2];
-}
+bool contains(const BoundingBox& box, const PointFlt& point) { return box.contains(point); }
 
 void project(const BoundingBox& box, const VectorFlt& direction, float& lo, float& hi) {
     const float along[3] = {direction.x, direction.y, direction.z};

@@ -38,14 +38,8 @@ bool holdsStrictly(const BoundingBox& outer, const BoundingBox& inner) {
            outer.min[2] < inner.min[2] && inner.max[2] < outer.max[2];
 }
 
-bool holds(const BoundingBox& box, const PointFlt& p) {
-    return box.min[0] <= p.x && p.x <= box.max[0] && //
-           box.min[1] <= p.y && p.y <= box.max[1] && //
-           box.min[2] <= p.z && p.z <= box.max[2];
-}
-
 bool holds(const BoundingBox& outer, const BoundingBox& inner) {
-    return holds(outer, inner.minPt()) && holds(outer, inner.maxPt());
+    return outer.contains(inner.minPt()) && outer.contains(inner.maxPt());
 }
 
 /// The triangles of a mesh as the partition sees its elements.
@@ -71,7 +65,8 @@ public:
         const PointFlt p1 = vertices_[t[1]];
         const PointFlt p2 = vertices_[t[2]];
         // The test cannot come out otherwise with a corner inside, which is most often so.
-        return holds(box, p0) || holds(box, p1) || holds(box, p2) || intersects(box, p0, p1, p2);
+        return box.contains(p0) || box.contains(p1) || box.contains(p2) ||
+               intersects(box, p0, p1, p2);
     }
 
 private:

@@ -36,6 +36,14 @@ bool meets(const PointFlt& o, const Vector& d, const MeshVertex& a, const MeshVe
     return detail::meets(widen(o), d, a, b, c, hit);
 }
 
+/// Always true.
+bool report(const detail::RayTriangleHit& hit, double& t, double& u, double& v) {
+    t = hit.t;
+    u = hit.u;
+    v = hit.v;
+    return true;
+}
+
 /// A ray and all that its tests need.
 struct TracedRay {
     Ray ray;
@@ -135,24 +143,14 @@ bool intersectRayTriangle(const PointFlt& o, const Vector& d, const MeshVertex& 
                           const MeshVertex& b, const MeshVertex& c, double& t, double& u,
                           double& v) {
     detail::RayTriangleHit hit{};
-    if (!meets(o, d, a, b, c, hit))
-        return false;
-    t = hit.t;
-    u = hit.u;
-    v = hit.v;
-    return true;
+    return meets(o, d, a, b, c, hit) && report(hit, t, u, v);
 }
 
 bool intersectRayTriangleCull(const PointFlt& o, const Vector& d, const MeshVertex& a,
                               const MeshVertex& b, const MeshVertex& c, double& t, double& u,
                               double& v) {
     detail::RayTriangleHit hit{};
-    if (!meets(o, d, a, b, c, hit) || isCulled(hit))
-        return false;
-    t = hit.t;
-    u = hit.u;
-    v = hit.v;
-    return true;
+    return meets(o, d, a, b, c, hit) && !isCulled(hit) && report(hit, t, u, v);
 }
 
 void setBackfaceCullDistance(double distance) { backfaceCullDistance = distance; }

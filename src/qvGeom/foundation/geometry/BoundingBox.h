@@ -86,8 +86,17 @@ struct QVGEOM_API BoundingBox {
         return qvLinear::combine(0.5, qvLinear::widen(minPt()), 0.5, qvLinear::widen(maxPt()));
     }
 
+    /// Halfway between the sides on one axis.
+    float middle(int axis) const { return 0.5F * (min[axis] + max[axis]); }
+
     /// Returns the distance between opposite corners; 0 when not valid.
     double diagonalLength() const;
+
+    /// True for points on the surface as well.
+    bool contains(const qvLinear::PointFlt& p) const {
+        return min[0] <= p.x && p.x <= max[0] && min[1] <= p.y && p.y <= max[1] && min[2] <= p.z &&
+               p.z <= max[2];
+    }
 
     /// True when the boxes share a point; touching counts.
     bool intersects(const BoundingBox& box) const {

@@ -10,11 +10,10 @@ namespace qvGeom {
 
 Octree::Octree(int n, const float* xyz, const BoundingBox& box, bool keepEmptyChildren,
                int maxVerticesPerLeaf)
-    : tree_(detail::buildTree<3>(n, xyz, box,
-                                 {.emptyChildren = keepEmptyChildren ? detail::EmptyChildren::Keep
-                                                                     : detail::EmptyChildren::Omit,
-                                  .maxPointsPerLeaf = maxVerticesPerLeaf,
-                                  .maxDepth = kMaxDepth})) {}
+    : tree_(detail::buildTree<3>(
+          n, xyz, box,
+          {keepEmptyChildren ? detail::EmptyChildren::Keep : detail::EmptyChildren::Omit,
+           maxVerticesPerLeaf})) {}
 
 void Octree::getNodeOrdering(const qvLinear::Vector& direction, int order[8]) const {
     // Going from a lower child to its upper neighbour leads this far along the direction.

@@ -22,7 +22,7 @@ namespace qvGeom {
 /// and the root is neither a leaf nor a parent.
 class QVGEOM_API Octree : public qv::ReferenceCount {
 public:
-    static constexpr int kMaxDepth = 24;
+    static constexpr int kMaxDepth = BoxTree::kMaxDepth;
 
     /// Builds the tree over `n` points of three floats each, on the shared pool; the same tree on
     /// any number of threads. With `keepEmptyChildren`, which all queries for triangles need, a

@@ -5,9 +5,6 @@
 namespace qvGeom {
 
 Quadtree::Quadtree(int n, const float* xyz, const BoundingBox& box, int maxPerLeaf)
-    : tree_(detail::buildTree<2>(n, xyz, box,
-                                 {.emptyChildren = detail::EmptyChildren::Keep,
-                                  .maxPointsPerLeaf = maxPerLeaf,
-                                  .maxDepth = kMaxDepth})) {}
+    : tree_(detail::buildTree<2>(n, xyz, box, {detail::EmptyChildren::Keep, maxPerLeaf})) {}
 
 } // namespace qvGeom

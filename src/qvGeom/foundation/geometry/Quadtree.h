@@ -12,7 +12,7 @@ namespace qvGeom {
 /// among them, and a leaf at most `maxPerLeaf` points. z is left alone.
 class QVGEOM_API Quadtree : public qv::ReferenceCount {
 public:
-    static constexpr int kMaxDepth = 24;
+    static constexpr int kMaxDepth = BoxTree::kMaxDepth;
 
     Quadtree(int n, const float* xyz, const BoundingBox& box, int maxPerLeaf);
 

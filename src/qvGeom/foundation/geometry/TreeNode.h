@@ -33,6 +33,8 @@ inline constexpr TreeNode TreeNode::none{};
 
 /// A box and how it is cut.
 struct BoxTree {
+    static constexpr int kMaxDepth = 24;
+
     BoundingBox box;
     std::vector<TreeNode> nodes; ///< the root first
     int numLeaves = 0;

@@ -1,11 +1,9 @@
 #include "qvGeom/foundation/linear/Vector.h"
 
-#include <algorithm>
-
 namespace qvLinear {
 
 bool normalizeExtreme(Vector& v) {
-    const double largest = std::max({std::abs(v.x), std::abs(v.y), std::abs(v.z)});
+    const double largest = maxNorm(v);
     const bool isFinite = std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
     if (!isFinite || largest == 0.0)
         return false;

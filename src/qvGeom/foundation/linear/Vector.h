@@ -2,6 +2,7 @@
 /// Directions with a length, in double and in single precision.
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 
 #include "qvGeom/Export.h"
@@ -140,6 +141,11 @@ constexpr Vector combine(double wa, const Vector& a, double wb, const Vector& b,
                          const Vector& c) {
     return {wa * a.x + wb * b.x + wc * c.x, wa * a.y + wb * b.y + wc * c.y,
             wa * a.z + wb * b.z + wc * c.z};
+}
+
+/// The size of the largest coordinate.
+inline double maxNorm(const Vector& v) {
+    return std::max({std::abs(v.x), std::abs(v.y), std::abs(v.z)});
 }
 
 /// Returns the part of `v` along `onto`; zero when `onto` is zero.

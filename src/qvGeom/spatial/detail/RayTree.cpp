@@ -41,10 +41,6 @@ int longestAxis(const BoundingBox& box) {
     return longest;
 }
 
-double largestOf(double x, double y, double z) {
-    return std::max({std::abs(x), std::abs(y), std::abs(z)});
-}
-
 /// The square of the longest edge.
 double edge2Of(const MeshVertex* vertices, const MeshTriangle& t) {
     double longest = 0.0;
@@ -138,8 +134,8 @@ void RayTree::restart() {
 }
 
 bool RayTree::prepare(const qvLinear::PointFlt& origin, const qvLinear::Vector& direction) {
-    const double length = largestOf(direction.x, direction.y, direction.z);
-    const double away = largestOf(widen(origin.x), widen(origin.y), widen(origin.z));
+    const double length = maxNorm(direction);
+    const double away = maxNorm(widen(origin) - qvLinear::Point{});
     if (!(length >= 1.0 / kLargestScale && length <= kLargestScale && away <= kLargestScale &&
           largest_ <= kLargestScale))
         return false;

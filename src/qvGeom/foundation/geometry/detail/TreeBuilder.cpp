@@ -71,7 +71,7 @@ public:
     }
 
     bool isLeaf(const Cell& cell) const {
-        return cell.count <= maxPoints_ || cell.level >= options_.maxDepth || !canBeCut(cell.box);
+        return cell.count <= maxPoints_ || cell.level >= BoxTree::kMaxDepth || !canBeCut(cell.box);
     }
 
     const BoxTree& tree() const { return tree_; }
@@ -79,17 +79,13 @@ public:
     BoxTree& tree() { return tree_; }
 
 private:
-    static float middleOf(const BoundingBox& box, int axis) {
-        return 0.5F * (box.min[axis] + box.max[axis]);
-    }
-
     static bool isFlat(const BoundingBox& box, int axis) { return box.min[axis] == box.max[axis]; }
 
     /// Not without extent, nor so far out that a middle is infinite.
     static bool canBeCut(const BoundingBox& box) {
         bool hasExtent = false;
         for (int axis = 0; axis < Axes; ++axis) {
-            const float middle = middleOf(box, axis);
+            const float middle = box.middle(axis);
             if (middle < box.min[axis] || middle > box.max[axis])
                 return false;
             hasExtent = hasExtent || !isFlat(box, axis);
@@ -110,7 +106,7 @@ private:
         float middle[Axes];
         for (int axis = 0; axis < Axes; ++axis) {
             middle[axis] = isFlat(cell.box, axis) ? -std::numeric_limits<float>::infinity()
-                                                  : middleOf(cell.box, axis);
+                                                  : cell.box.middle(axis);
         }
         const float* point = cell.points;
         for (int i = 0; i < cell.count; ++i, point += 3) {
@@ -142,7 +138,7 @@ private:
                                .codes = cell.codes + start};
             for (int axis = 0; axis < Axes; ++axis) {
                 BoundingBox& box = children[child].box;
-                (child >> axis & 1 ? box.min : box.max)[axis] = middleOf(cell.box, axis);
+                (child >> axis & 1 ? box.min : box.max)[axis] = cell.box.middle(axis);
             }
             start += counts[child];
         }

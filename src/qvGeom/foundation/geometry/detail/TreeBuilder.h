@@ -11,7 +11,6 @@ enum class EmptyChildren { Keep, Omit };
 struct TreeOptions {
     EmptyChildren emptyChildren;
     int maxPointsPerLeaf; ///< less than 1 means 1
-    int maxDepth;
 };
 
 /// Cuts `box`, whose infinite sides become the largest floats, along the first `Axes` axes over `n`
