@@ -114,59 +114,52 @@ Pairs bruteForce(const IndexedMesh& a, const IndexedMesh& b, const AffineMatrix&
     return pairs;
 }
 
-AffineMatrix turned(double angle, const Vector& move) {
-    AffineMatrix matrix;
-    matrix.setFrame({move.x, move.y, move.z}, {std::cos(angle), std::sin(angle), 0},
-                    {-std::sin(angle), std::cos(angle), 0}, {0, 0, 1});
-    AffineMatrix tilt;
-    tilt.rotate(qvLinear::Normal::z, qvLinear::Normal(1, 2, 3));
-    return tilt * matrix;
+AffineMatrix turned(double angle, const Point& origin) {
+    AffineMatrix turn, move;
+    turn.rotate({1, 2, 3}, {std::cos(angle), std::sin(angle), 0.5});
+    move.setFrame(origin, {1, 0, 0}, {0, 1, 0}, {0, 0, 1});
+    return turn * move;
 }
-
-struct TrianglePair {
-    const char* name;
-    Triangle first, second;
-    double length; // of the segment; 0 where there is none
-};
-
-const Triangle kFlat = {{{0, 0, 0}, {4, 0, 0}, {0, 4, 0}}};
-const std::vector<TrianglePair> kTrianglePairs = {
-    {"through", kFlat, {{{1, 1, -1}, {1, 1, 1}, {1, 9, 0}}}, 2},
-    {"one corner in the plane, the others on both sides",
-     kFlat,
-     {{{1, 1, 0}, {2, 1, 1}, {2, 1, -1}}},
-     1},
-    {"an edge in the plane", kFlat, {{{1, 1, 0}, {2, 1, 0}, {1, 1, 1}}}, 1},
-    {"touches with a corner", kFlat, {{{1, 1, 0}, {1, 1, 1}, {2, 1, 1}}}, 0},
-    {"shares a corner only", kFlat, {{{0, 0, 0}, {-1, 0, 1}, {-1, 0, -1}}}, 0},
-    {"apart in the line", kFlat, {{{1, 9, -1}, {1, 9, 1}, {1, 8, 0}}}, 0},
-    {"coplanar", kFlat, {{{1, 1, 0}, {3, 1, 0}, {1, 3, 0}}}, 0},
-    {"parallel", kFlat, {{{1, 1, 1}, {3, 1, 1}, {1, 3, 1}}}, 0},
-    {"within parallelTol", kFlat, {{{1, 1, -1e-6}, {3, 1, 1e-6}, {1, 3, 0}}}, 0},
-    {"not within parallelTol", kFlat, {{{1, 1, -1e-4}, {3, 1, 1e-4}, {1, 3, 0}}}, std::sqrt(5.0)},
-    {"collinear, inside", kFlat, {{{1, 1, -1}, {1, 1, 0}, {1, 1, 1}}}, 0},
-    {"a point", kFlat, {{{1, 1, 0}, {1, 1, 0}, {1, 1, 0}}}, 0},
-    {"not numbers", kFlat, {{{1, 1, std::nan("")}, {1, 1, 1}, {1, 9, 0}}}, 0},
-};
 
 // Every labelling and facing of the corners, so that no pattern of zeros goes its own way.
 TEST(TriangleIntersect, tellsTheSegment) {
     constexpr int kOrders[6][3] = {{0, 1, 2}, {1, 2, 0}, {2, 0, 1},
                                    {0, 2, 1}, {2, 1, 0}, {1, 0, 2}};
-    for (const TrianglePair& pair : kTrianglePairs) {
+    const Triangle flat = {{{0, 0, 0}, {4, 0, 0}, {0, 4, 0}}};
+
+    const struct {
+        Triangle other;
+        double length; // of the segment; 0 where there is none
+    } cases[] = {
+        {{{{1, 1, -1}, {1, 1, 1}, {1, 9, 0}}}, 2},   // through
+        {{{{1, 1, 0}, {2, 1, 1}, {2, 1, -1}}}, 1},   // a corner in the plane, others on both sides
+        {{{{1, 1, 0}, {2, 1, 0}, {1, 1, 1}}}, 1},    // an edge in the plane
+        {{{{1, 1, 0}, {1, 1, 1}, {2, 1, 1}}}, 0},    // touches with a corner
+        {{{{0, 0, 0}, {-1, 0, 1}, {-1, 0, -1}}}, 0}, // shares a corner only
+        {{{{1, 9, -1}, {1, 9, 1}, {1, 8, 0}}}, 0},   // apart in the line
+        {{{{1, 1, 0}, {3, 1, 0}, {1, 3, 0}}}, 0},    // coplanar
+        {{{{1, 1, 1}, {3, 1, 1}, {1, 3, 1}}}, 0},    // parallel
+        {{{{1, 1, -1e-6}, {3, 1, 1e-6}, {1, 3, 0}}}, 0},              // within parallelTol
+        {{{{1, 1, -1e-4}, {3, 1, 1e-4}, {1, 3, 0}}}, std::sqrt(5.0)}, // and not
+        {{{{1, 1, -1}, {1, 1, 0}, {1, 1, 1}}}, 0},                    // collinear, inside
+        {{{{1, 1, 0}, {1, 1, 0}, {1, 1, 0}}}, 0},                     // a point
+        {{{{1, 1, std::nan("")}, {1, 1, 1}, {1, 9, 0}}}, 0},
+    };
+
+    for (const auto& one : cases) {
         for (int labelling = 0; labelling < 72; ++labelling) {
-            SCOPED_TRACE(testing::Message() << pair.name << ", labelling " << labelling);
-            const auto& s = labelling < 36 ? pair.first : pair.second;
-            const auto& t = labelling < 36 ? pair.second : pair.first;
+            SCOPED_TRACE(testing::Message() << &one - cases << ", labelling " << labelling);
+            const auto& s = labelling < 36 ? flat : one.other;
+            const auto& t = labelling < 36 ? one.other : flat;
             const auto& [a, b, c] = kOrders[labelling % 6];
             const auto& [d, e, f] = kOrders[labelling / 6 % 6];
             Point p{7, 7, 7}, q = p;
             EXPECT_EQ(MeshIntersect::intersect(s[a], s[b], s[c], t[d], t[e], t[f], p, q),
-                      pair.length > 0);
-            EXPECT_NEAR(distance(p, q), pair.length, 1e-9);
-            if (pair.length > 0) {
-                EXPECT_GT(dot(q - p, qvLinear::cross(qvLinear::cross(s[b] - s[a], s[c] - s[a]),
-                                                     qvLinear::cross(t[e] - t[d], t[f] - t[d]))),
+                      one.length > 0);
+            EXPECT_NEAR(distance(p, q), one.length, 1e-9);
+            if (one.length > 0) {
+                EXPECT_GT(dot(q - p, cross(cross(s[b] - s[a], s[c] - s[a]),
+                                           cross(t[e] - t[d], t[f] - t[d]))),
                           0);
             }
         }

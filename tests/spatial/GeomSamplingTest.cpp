@@ -1,37 +1,32 @@
 #include "qvGeom/spatial/GeomSampling.h"
 
-#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <gtest/gtest.h>
+#include <numbers>
+#include <utility>
 #include <vector>
 
-#include "qvGeom/foundation/linear/Vector.h"
+#include "qvGeom/foundation/linear/Linear.h"
 
 namespace qvGeom {
 namespace {
 
+using qvLinear::narrow;
 using qvLinear::Vector;
 using qvLinear::VectorFlt;
 
 TEST(RandomUnitVector, drawsZThenYThenXUntilInsideTheShell) {
-    srand48(5);
-    std::vector<Vector> vectors(1000);
-    for (Vector& v : vectors)
+    for (int seed = 0; seed < 1000; ++seed) {
+        Vector v, drawn;
+        srand48(seed);
         randomUnitVector(v);
-    srand48(5);
-    for (const Vector& v : vectors) {
-        std::array<double, 3> draw{};
-        double length2 = 0.0;
+        srand48(seed);
         do {
-            length2 = 0.0;
-            for (double& d : draw) {
-                d = 2.0 * drand48() - 1.0;
-                length2 += d * d;
-            }
-        } while (length2 < 0.01 || length2 >= 1.0);
-        const double length = std::sqrt(length2);
-        ASSERT_TRUE(equivalent(v, Vector{draw[2], draw[1], draw[0]} / length, 1e-14));
+            for (double* d : {&drawn.z, &drawn.y, &drawn.x})
+                *d = 2.0 * drand48() - 1.0;
+        } while (drawn.length2() < 0.01 || drawn.length2() >= 1.0);
+        ASSERT_TRUE(equivalent(v, drawn / drawn.length(), 1e-14));
     }
 }
 
@@ -50,33 +45,23 @@ TEST(ComputeHemisphereVectors, fillsTheSideOfTheAxis) {
     EXPECT_TRUE(equivalent(sum / 500.0, axis / axis.length() / 2.0, 0.1));
 }
 
+// Equal areas, as a band of the sphere has that of its height.
 TEST(SphereMappings, coverTheSphereAndComeBack) {
-    VectorFlt v{};
-    mapSphericalToUniformCartesian(0.0F, 0.5F, v);
-    EXPECT_TRUE(equivalent(Vector{v.x, v.y, v.z}, {1, 0, 0}, 1e-6));
-    for (int i = 0; i < 16; ++i) {
-        for (int j = 0; j <= 16; ++j) {
-            const float s = static_cast<float>(i) / 16, t = static_cast<float>(j) / 16;
-            mapSphericalToUniformCartesian(s, t, v);
-            ASSERT_NEAR(v.z, 2 * t - 1, 1e-6); // a band's area is its height's
-            if (j % 16 != 0) {
-                const double turned = std::atan2(v.y, v.x) - 6.2831853 * s;
-                ASSERT_NEAR(std::remainder(turned, 6.2831853), 0.0, 1e-5);
-            }
-            float angle = -1, height = -1;
-            mapUniformCartesianToSpherical(v, angle, height);
-            ASSERT_NEAR(height, t, 1e-6);
-            const double expected = i <= 8 ? 6.2831853 * s : 6.2831853 * (s - 1.0) + 1.0;
-            if (j % 16 == 0) {
-                ASSERT_EQ(angle, 0.0F);
-            } else if (i != 8) { // rounding decides between half a turn and minus that
-                ASSERT_NEAR(angle, expected, 1e-5);
-            }
-
-            mapSphericalCapToUniformCartesian(s, t, 0.5F, v);
-            ASSERT_NEAR(v.z, 1 - 0.5 * t, 1e-6);
-            ASSERT_NEAR((Vector{v.x, v.y, v.z}.length2()), 1.0, 1e-6);
-        }
+    for (int k = 0; k < 16 * 17; ++k) {
+        const double s = (k % 16 + 0.5) / 16, t = k / 16 / 16.0, turn = 2 * std::numbers::pi;
+        const auto at = [&](double z) {
+            const double r = std::sqrt(1 - z * z);
+            return Vector{r * std::cos(turn * s), r * std::sin(turn * s), z};
+        };
+        VectorFlt v{};
+        float angle = -1, height = -1;
+        mapSphericalToUniformCartesian(narrow(s), narrow(t), v);
+        ASSERT_TRUE(equivalent(widen(v), at(2 * t - 1), 1e-6));
+        mapUniformCartesianToSpherical(v, angle, height);
+        ASSERT_NEAR(height, t, 1e-6);
+        ASSERT_NEAR(angle, t == 0 || t == 1 ? 0 : s < 0.5 ? turn * s : turn * (s - 1) + 1, 1e-5);
+        mapSphericalCapToUniformCartesian(narrow(s), narrow(t), 0.5F, v);
+        ASSERT_TRUE(equivalent(widen(v), at(1 - 0.5 * t), 1e-6));
     }
 }
 
