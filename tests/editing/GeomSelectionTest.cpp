@@ -124,6 +124,15 @@ TEST(MeshSelect, affectedTrianglesAreNearAndReached) {
         EXPECT_EQ(bitsOf(s.mesh.getSelectedTriangles()).size(), count) << tolerance;
         EXPECT_TRUE(s.mesh.getSelectedTriangles().test(home));
     }
+    MeshCoord beside = coord; // whose disk meets triangles that the first has passed by
+    beside.setFromPoint(*s.adjTris.begin(centre + 1), s.mesh.getVertices(), s.mesh.getTriangles(),
+                        {5, 4, 0});
+    select.selectAffectedTriangles({beside}, 1);
+    BitVector either = s.mesh.getSelectedTriangles();
+    select.selectAffectedTriangles({coord}, 1);
+    either |= s.mesh.getSelectedTriangles();
+    select.selectAffectedTriangles({coord, beside}, 1);
+    EXPECT_EQ(s.mesh.getSelectedTriangles(), either);
     select.selectAffectedTriangles({coord}, 100);
     EXPECT_EQ(s.mesh.getSelectedTriangles().numSetBits(), s.mesh.getNumTriangles());
     select.selectAffectedTriangles({}, 1);
