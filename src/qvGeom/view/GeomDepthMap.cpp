@@ -139,7 +139,7 @@ public:
           clip_(clip),
           target_(target) {}
 
-    [[gnu::flatten]] void draw(const qvUtil::IndexRange& triangles) {
+    void draw(const qvUtil::IndexRange& triangles) {
         const MeshTriangle* const end = mesh_.getTriangles() + triangles.last;
         detail::TriangleWalk::forEachTriangle(
             clip_, mesh_, triangles, [this, end](const MeshTriangle& t) {
@@ -199,6 +199,31 @@ private:
     Clip::TriangleAlgorithm& clip_;
     Target& target_;
 };
+
+template <class Target>
+[[gnu::flatten]] void drawByAnyProcessor(TrianglePainter<Target>& painter,
+                                         const qvUtil::IndexRange& triangles) {
+    painter.draw(triangles);
+}
+
+#if defined(__x86_64__)
+/// The same operations in instructions of three operands, of which fewer are needed.
+template <class Target>
+[[gnu::target("avx2"), gnu::flatten]] void drawByAvx2(TrianglePainter<Target>& painter,
+                                                      const qvUtil::IndexRange& triangles) {
+    painter.draw(triangles);
+}
+#endif
+
+/// Draws triangles with the best instructions that the processor has.
+template <class Target>
+void drawTriangles(TrianglePainter<Target>&& painter, const qvUtil::IndexRange& triangles) {
+#if defined(__x86_64__)
+    if (__builtin_cpu_supports("avx2"))
+        return drawByAvx2(painter, triangles);
+#endif
+    drawByAnyProcessor(painter, triangles);
+}
 
 /// The depths of a map, to be drawn to.
 struct DepthRows {
@@ -352,7 +377,7 @@ struct Drawing {
     template <class Target>
     void draw(const qvUtil::IndexRange& triangles, Target& target) const {
         Clip::TriangleAlgorithm ownClip = clip; // it keeps the state of a walk
-        TrianglePainter(style, mesh, vertices, ownClip, target).draw(triangles);
+        drawTriangles(TrianglePainter(style, mesh, vertices, ownClip, target), triangles);
     }
 };
 
@@ -550,16 +575,16 @@ private:
             info->mesh = &mesh;
         const DrawingStyle style{grid, frame, polygonOffset, polygonOffsetFactor, info.get()};
         SampleWriter writer(rows(), unique, callback, callbackData, info.get());
-        TrianglePainter(style, mesh, vertices_.data(), clip, writer)
-            .draw({0, mesh.getNumTriangles()});
+        drawTriangles(TrianglePainter(style, mesh, vertices_.data(), clip, writer),
+                      {0, mesh.getNumTriangles()});
         return writer.found();
     }
 
     bool test(const CompactMesh& mesh) {
         const DrawingStyle style{grid, frame, false, 0.0F, nullptr};
         SampleTester tester(rows());
-        TrianglePainter(style, mesh, vertices_.data(), clip, tester)
-            .draw({0, mesh.getNumTriangles()});
+        drawTriangles(TrianglePainter(style, mesh, vertices_.data(), clip, tester),
+                      {0, mesh.getNumTriangles()});
         return tester.found();
     }
 

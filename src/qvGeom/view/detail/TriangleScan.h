@@ -63,9 +63,8 @@ struct Extent {
 
     Extent(const Point2Flt& p0, const Point2Flt& p1, const Point2Flt& p2) {
         const Float4 first{p0.x, p0.y}, second{p1.x, p1.y}, third{p2.x, p2.y};
-        const Float4 low = first < second ? first : second, high = first < second ? second : first;
-        min = low < third ? low : third;
-        max = high < third ? third : high;
+        min = lower(third, lower(second, first));
+        max = raise(third, raise(first, second));
     }
 };
 
@@ -187,6 +186,7 @@ inline int EdgeFunctions::winding(const SortedTriangle& t, const SampleGrid& gri
 /// A triangle of some pixels at most that is thick enough for rounding not to matter much.
 struct SmallTriangle {
     PixelRect rect;     ///< All samples inside are in it; perhaps empty.
+    Float4 samples;     ///< Where the first and the last pixel of it have theirs: x, y, x, y.
     float errorOfEdges; ///< More than what the edge functions may be off by, there and next to it.
 
     /// Whether the triangle is such a one, given twice its area. Rounding may make any sample
@@ -210,16 +210,20 @@ struct SmallTriangle {
             return false;
 
         const float before = grid.border + kBeyond, after = grid.border - kBeyond;
-        const Float4 least = splat(-1.0F), most = splat(kLargestImage);
+        const Float4 least{0.0F, 0.0F, -1.0F, -1.0F};
+        const Float4 most{kLargestImage, kLargestImage, static_cast<float>(grid.maxX),
+                          static_cast<float>(grid.maxY)};
         Float4 at = __builtin_shufflevector(extent.min, extent.max, 0, 1, 4, 5) * pixels -
                     Float4{before, before, after, after};
-        at = at > least ? at : least;
-        at = at < most ? at : most;
+        at = lower(most, raise(least, at));
         const Mask4 toZero = __builtin_convertvector(at, Mask4);
         const Float4 whole = __builtin_convertvector(toZero, Float4);
         const Mask4 up = toZero - (whole < at), down = toZero + (whole > at); // -1 where it is
-        result.rect = {std::max(0, up[0]), std::max(0, up[1]), std::min(grid.maxX, down[2]),
-                       std::min(grid.maxY, down[3])};
+        const Mask4 ends = __builtin_shufflevector(up, down, 0, 1, 6, 7);
+        result.rect = {ends[0], ends[1], ends[2], ends[3]};
+        const Float4 scale{grid.scaleX, grid.scaleY, grid.scaleX, grid.scaleY},
+            offset{grid.offsetX, grid.offsetY, grid.offsetX, grid.offsetY};
+        result.samples = __builtin_convertvector(ends, Float4) * scale + offset;
         result.errorOfEdges = kErrorOfEdges * product * grid.scaleX * grid.scaleY;
         return true;
     }
@@ -360,13 +364,12 @@ inline bool findInside(const SampleWeights& weights, Float4 x, Float4 y, float e
     const Float4 third = y * splat(weights.toSecond.x) - splat(weights.toSecond.y) * x,
                  second = x * splat(weights.toThird.y) - splat(weights.toThird.x) * y,
                  first = splat(weights.area) - second - third;
-    const Float4 above = splat(error), below = splat(-error);
-    const Mask4 anyAbove = (first > above) | (second > above) | (third > above),
-                allAbove = (first > above) & (second > above) & (third > above),
-                anyBelow = (first < below) | (second < below) | (third < below),
-                allBelow = (first < below) & (second < below) & (third < below);
-    lanes = bitsOf(allAbove | allBelow);
-    return bitsOf(allAbove | allBelow | (anyAbove & anyBelow)) == 15U;
+    const Float4 least = lower(lower(first, second), third),
+                 most = raise(raise(first, second), third);
+    const Mask4 inside = (least > splat(error)) | (most < splat(-error)),
+                outside = (most > splat(error)) & (least < splat(-error));
+    lanes = bitsOf(inside);
+    return bitsOf(inside | outside) == 15U;
 }
 
 /// The same where the second corner is above or below the first.
@@ -460,9 +463,8 @@ int scanTriangle(const SampleGrid& grid, const Point2Flt& p0, const Point2Flt& p
         const PixelRect& rect = small.rect;
         if (rect.isEmpty())
             return 0;
-        const float x0 = grid.x(rect.firstX), x1 = grid.x(rect.lastX), y0 = grid.y(rect.firstY),
-                    y1 = grid.y(rect.lastY);
-        const Float4 x{x0, x1, x0, x1}, y{y0, y0, y1, y1};
+        const Float4 x = __builtin_shufflevector(small.samples, small.samples, 0, 2, 0, 2),
+                     y = __builtin_shufflevector(small.samples, small.samples, 1, 1, 3, 3);
         unsigned lanes = 0;
         if (rect.width() <= 2 && rect.height() <= 2 &&
             findInside(weights, x, y, small.errorOfEdges, lanes)) {
