@@ -54,17 +54,25 @@ void selfIntersectTwoSpheres(benchmark::State& state) {
     search(state, bench::crossingSpheres(state.range(0)));
 }
 
-void intersectSpheres(benchmark::State& state) {
-    const IndexedMesh indexed(bench::sphereOf(state.range(0)));
+/// A mesh with itself, placed.
+void searchTwo(benchmark::State& state, CompactMesh mesh, const qvLinear::AffineMatrix& placement) {
+    const IndexedMesh indexed(std::move(mesh));
     qvUtil::Progress progress;
     Records on1, on2;
     for (auto _ : state) {
         MeshIntersect(indexed.mesh, indexed.octree, indexed.tris)
-            .intersect(indexed.mesh, indexed.octree, indexed.tris, bench::aside(), progress, on1,
-                       on2);
+            .intersect(indexed.mesh, indexed.octree, indexed.tris, placement, progress, on1, on2);
     }
     report(state, on1);
     state.SetItemsProcessed(2 * state.iterations() * indexed.mesh.getNumTriangles());
+}
+
+void intersectSpheres(benchmark::State& state) {
+    searchTwo(state, bench::sphereOf(state.range(0)), bench::aside());
+}
+
+void intersectFlatSheets(benchmark::State& state) {
+    searchTwo(state, bench::flatSheet(state.range(0)), bench::slightlyAside());
 }
 
 void sizes(benchmark::internal::Benchmark* bench) {
@@ -78,5 +86,6 @@ BENCHMARK(selfIntersectWavy)->Apply(sizes);
 BENCHMARK(selfIntersectShuffled)->Apply(sizes);
 BENCHMARK(selfIntersectTwoSpheres)->Apply(sizes);
 BENCHMARK(intersectSpheres)->Apply(sizes);
+BENCHMARK(intersectFlatSheets)->Apply(sizes);
 
 } // namespace

@@ -12,6 +12,7 @@
 
 #include "qvGeom/editing/GeomVertexWeld.h"
 #include "qvGeom/foundation/linear/Linear.h"
+#include "qvGeom/spatial/GeomOctreeIterators.h"
 
 #include "support/CancelAfter.h"
 #include "support/CapturedOutput.h"
@@ -195,6 +196,58 @@ TEST(MeshIntersect, equalsBruteForce) {
     EXPECT_FALSE(pairsOf(b, b, flat, crossings(b, b, flat)).empty());
     flat.m[3][0] = std::nan("");
     EXPECT_EQ(crossings(b, b, flat)[0].size(), 3U); // its box overlaps none
+}
+
+/// Crossings in the order in which they are met voxel by voxel: by those of each triangle in turn,
+/// and for each of them by the voxels of the other mesh that it meets, the last one first.
+std::vector<std::pair<int, int>> pairsByVoxels(const IndexedMesh& a, const IndexedMesh& b,
+                                               const AffineMatrix& toA) {
+    const auto boxesOf = [](const IndexedMesh& on, const AffineMatrix& placement) {
+        std::vector<BoundingBox> boxes(on.octree.getNumVoxels());
+        OctreeLeafIterator leaf(on.octree);
+        for (leaf.reset(on.octree); leaf.valid(); leaf.next())
+            (boxes[leaf.get().leafIndex()] = leaf.get().box).transform(placement);
+        return boxes;
+    };
+    const std::vector<BoundingBox> boxes = boxesOf(a, {}), boxes2 = boxesOf(b, toA);
+    const Pairs all = bruteForce(a, b, toA);
+    ArrayOfSets voxelsOf;
+    voxelsOf.assignInverse(a.mesh.getNumTriangles(), a.tris);
+    std::vector<std::pair<int, int>> pairs;
+    for (int i = 0; i < a.mesh.getNumTriangles(); ++i) {
+        std::set<int> seen;
+        for (const int* v = voxelsOf.begin(i); v != voxelsOf.end(i); ++v) {
+            for (int v2 = b.tris.numSets() - 1; v2 >= 0; --v2) {
+                for (const int* j = b.tris.begin(v2); j != b.tris.end(v2); ++j) {
+                    if (boxes[*v].intersects(boxes2[v2]) && seen.insert(*j).second &&
+                        all.count({i, *j}) > 0)
+                        pairs.emplace_back(i, *j);
+                }
+            }
+        }
+    }
+    return pairs;
+}
+
+// Triangles across many thin voxels, and some across most of the mesh.
+TEST(MeshIntersect, goesByVoxelsInFlatMeshes) {
+    CompactMesh rough = test::grid(20, 20);
+    test::Random random;
+    for (int v = 0; v < rough.getNumVertices(); ++v)
+        rough.getVertices()[v].z = static_cast<float>(random.number(0.5));
+    for (const int v : {100, 200})
+        rough.getTriangles()[v] = {{v, 7, 440 - v}};
+    const IndexedMesh a(rough), b(rough);
+    EXPECT_GT(a.tris.numMembers(), 3 * rough.getNumTriangles());
+    AffineMatrix placement;
+    placement.rotate(qvLinear::Normal::z, qvLinear::Normal(0.002, 0.001, 1));
+    placement.m[3][0] = 0.37;
+    const Sides found = crossings(a, b, placement);
+    std::vector<std::pair<int, int>> pairs;
+    for (std::size_t k = 0; k < found[0].size(); ++k)
+        pairs.emplace_back(found[0][k].first.triangle, found[1][k].first.triangle);
+    EXPECT_GT(pairs.size(), 400U);
+    EXPECT_EQ(pairs, pairsByVoxels(a, b, placement));
 }
 
 // The numbers other programs have counted.

@@ -4,6 +4,8 @@
 #include <bit>
 #include <cmath>
 #include <cstddef>
+#include <optional>
+#include <tuple>
 #include <vector>
 
 #include "qvGeom/foundation/base/Diagnostics.h"
@@ -18,12 +20,20 @@
 #include "qvGeom/spatial/GeomOctree.h"
 #include "qvGeom/spatial/GeomOctreeIterators.h"
 #include "qvGeom/spatial/detail/TriangleBlocks.h"
+#include "qvGeom/spatial/detail/TriangleTree.h"
+#include "qvGeom/spatial/detail/VoxelPairing.h"
 
 namespace qvGeom {
 
-using detail::BlockComparison;
+using detail::BoxBlock;
+using detail::BoxComparison;
+using detail::PlacedMesh;
 using detail::TriangleBlock;
 using detail::TriangleBlocks;
+using detail::TriangleComparison;
+using detail::TriangleTree;
+using detail::VoxelPair;
+using detail::VoxelPairing;
 using qvLinear::AffineMatrix;
 using qvLinear::ParamLine;
 using qvLinear::Plane;
@@ -90,28 +100,44 @@ Range1d intervalOnLine(const PerCorner& height, const Corners& corners, const Pa
     return {std::min(end0, end1), std::max(end0, end1)};
 }
 
-/// The test of two triangles, given the plane of the first. Most pairs are told apart before the
-/// plane of the second is needed.
-bool findSegment(const Corners& first, const Plane& plane1, const Corners& second, Point& p,
-                 Point& q) {
-    const PerCorner heights2 = heights(second, plane1);
+/// A triangle while it is tested with others.
+class Subject {
+public:
+    explicit Subject(const Corners& corners) : corners_(corners) {}
+
+    const Corners& corners() const { return corners_; }
+
+    /// Computed when first it is asked for: most pairs are told apart before both are needed.
+    const Plane& plane() {
+        if (!plane_)
+            plane_ = corners_.plane();
+        return *plane_;
+    }
+
+private:
+    Corners corners_;
+    std::optional<Plane> plane_;
+};
+
+/// The test of two triangles.
+bool findSegment(Subject& first, Subject& second, Point& p, Point& q) {
+    const PerCorner heights2 = heights(second.corners(), first.plane());
     if (onOneSide(heights2))
         return false;
-    const Plane plane2 = second.plane();
-    const PerCorner heights1 = heights(first, plane2);
+    const PerCorner heights1 = heights(first.corners(), second.plane());
     if (onOneSide(heights1))
         return false;
 
-    if (equivalent(plane1.normal, plane2.normal, qvLinear::epsilonTol))
+    if (equivalent(first.plane().normal, second.plane().normal, qvLinear::epsilonTol))
         return false;
     bool ok = false;
-    const ParamLine line = qvLinear::intersect(plane1, plane2, ok);
+    const ParamLine line = qvLinear::intersect(first.plane(), second.plane(), ok);
     if (!ok)
         return false;
 
     const Range1d overlap =
-        qvLinear::intersect(intervalOnLine(heights1, first, line),
-                            intervalOnLine(heights2, second, line), qvLinear::epsilonTol);
+        qvLinear::intersect(intervalOnLine(heights1, first.corners(), line),
+                            intervalOnLine(heights2, second.corners(), line), qvLinear::epsilonTol);
     if (overlap.size() == 0)
         return false;
     p = line.at(overlap.lo);
@@ -137,16 +163,6 @@ MeshIntersectPair segmentOn(const CompactMesh& mesh, int triangle, const Point& 
     segment.second.setFromPoint(triangle, mesh.getVertices(), mesh.getTriangles(), q);
     return segment;
 }
-
-/// A triangle of the mesh while it is tested with others.
-struct Subject {
-    Corners corners;
-    Plane plane;
-
-    Subject(const CompactMesh& mesh, int index)
-        : corners(cornersOf(mesh, mesh.getTriangles()[index])),
-          plane(corners.plane()) {}
-};
 
 /// What one thread reuses from triangle to triangle.
 class Candidates {
@@ -209,19 +225,14 @@ int numChunksFor(int numTriangles) { return std::clamp(numTriangles / 256, 1, 25
 /// The frame of both searches: the triangles of the mesh, chunk by chunk.
 class SearchAlg : public qvUtil::ThreadedChunkAlg {
 public:
-    SearchAlg(const CompactMesh& mesh, const Array<BoundingBox>& boxes, const ArrayOfSets& voxelsOf)
+    SearchAlg(const CompactMesh& mesh, const Array<BoundingBox>& boxes)
         : ThreadedChunkAlg(numChunksFor(mesh.getNumTriangles())),
           mesh_(mesh),
-          boxes_(boxes),
-          voxelsOf_(voxelsOf) {}
-
-    void initialize(int numThreads) override { candidates_.resize(numThreads); }
+          boxes_(boxes) {}
 
 protected:
     const CompactMesh& mesh_;
     const Array<BoundingBox>& boxes_;
-    const ArrayOfSets& voxelsOf_;
-    std::vector<Candidates> candidates_; // by thread
 };
 
 /// Segments on one mesh, by chunk.
@@ -238,9 +249,12 @@ class SelfIntersectAlg final : public SearchAlg {
 public:
     SelfIntersectAlg(const CompactMesh& mesh, const Array<BoundingBox>& boxes,
                      const ArrayOfSets& voxelsOf, const TriangleBlocks& blocks)
-        : SearchAlg(mesh, boxes, voxelsOf),
+        : SearchAlg(mesh, boxes),
+          voxelsOf_(voxelsOf),
           blocks_(blocks),
           found_(getNumChunks()) {}
+
+    void initialize(int numThreads) override { candidates_.resize(numThreads); }
 
     void threadFunc(int chunk, int thread, int chunks) override {
         if (cancelled(thread))
@@ -257,168 +271,227 @@ public:
 
 private:
     void search(int i, Candidates& candidates, std::vector<MeshIntersectPair>& found) const {
-        const BlockComparison comparison(i, boxes_[i], mesh_.getTriangles()[i]);
+        const BoxComparison box(boxes_[i]);
+        const TriangleComparison triangle(i, mesh_.getTriangles()[i]);
         const auto isPartner = [&](const TriangleBlock& block) {
-            return comparison.meets(block) & comparison.follows(block) & ~comparison.touches(block);
+            return box.meets(block) & triangle.follows(block) & ~triangle.touches(block);
         };
         for (const int* voxel = voxelsOf_.begin(i); voxel != voxelsOf_.end(i); ++voxel)
             candidates.collect(blocks_.begin(*voxel), blocks_.end(*voxel), i, isPartner);
         if (candidates.isEmpty())
             return;
-        const Subject subject(mesh_, i);
+        Subject subject(cornersOf(mesh_, mesh_.getTriangles()[i]));
         candidates.visitAll(i, [&](int j, const MeshTriangle& itsCorners) {
+            Subject other(cornersOf(mesh_, itsCorners));
             Point p, q;
-            if (findSegment(subject.corners, subject.plane, cornersOf(mesh_, itsCorners), p, q)) {
+            if (findSegment(subject, other, p, q)) {
                 found.push_back(segmentOn(mesh_, i, p, q));
                 found.push_back(segmentOn(mesh_, j, p, q));
             }
         });
     }
 
+    const ArrayOfSets& voxelsOf_;
     const TriangleBlocks& blocks_;
+    std::vector<Candidates> candidates_; // by thread
     Found found_;
 };
 
-/// The second mesh, and its place in the space of the first.
-struct PlacedMesh {
-    const CompactMesh& mesh;
-    const Octree& octree;
-    const OctreeTris& voxels;
-    const AffineMatrix& toMesh1;
-
-    BoundingBox place(BoundingBox box) const {
-        box.transform(toMesh1);
-        return box;
-    }
-};
-
-/// Finds the voxels of the second mesh that each voxel of the first one meets. Empty ones pair with
-/// none.
-class VoxelPairing {
-public:
-    VoxelPairing(const Octree& octree, const OctreeTris& voxels, const PlacedMesh& second)
-        : root_(octree.getRoot()),
-          voxels_(voxels),
-          second_(second),
-          met_(octree) {
-        // Placed boxes of children may reach beyond their parent's by roundings.
-        const BoundingBox all = second.place(second.octree.getRoot().box);
-        float largest = 0;
-        for (int axis = 0; axis < 3; ++axis)
-            largest = std::max({largest, std::abs(all.min[axis]), std::abs(all.max[axis])});
-        margin_ = 1e-6F * largest;
-        pairBelow(second.octree.getRoot());
-    }
-
-    void assignTo(ArrayOfSets& paired) const {
-        paired.assignFromPairs(voxels_.numSets(), static_cast<int>(pairs_.size() / 2),
-                               pairs_.data());
-    }
-
-private:
-    void pairBelow(const OctreeIterator& node) {
-        BoundingBox box = second_.place(node.box);
-        if (node.isLeaf()) {
-            if (second_.voxels.setSize(node.leafIndex()) > 0 && box.intersects(root_.box))
-                pairVoxel(node.leafIndex(), box);
-            return;
-        }
-        box.extend(margin_);
-        if (!box.intersects(root_.box))
-            return;
-        for (int child = 7; child >= 0; --child) {
-            OctreeIterator below = node;
-            if (below.descend(child))
-                pairBelow(below);
-        }
-    }
-
-    void pairVoxel(int voxel2, const BoundingBox& box) {
-        for (met_.reset(box); met_.valid(); met_.next()) {
-            const int voxel = met_.get().leafIndex();
-            if (voxels_.setSize(voxel) > 0) {
-                pairs_.push_back(voxel);
-                pairs_.push_back(voxel2);
-            }
-        }
-    }
-
-    OctreeIterator root_;
-    const OctreeTris& voxels_;
-    const PlacedMesh& second_;
-    OctreeBBoxIntersectIt met_;
-    float margin_ = 0;
-    std::vector<int> pairs_; // of the first mesh, then of the second
-};
-
-/// Computes the placed boxes of the triangles in the voxels that are used.
+/// Computes the placed boxes of some triangles.
 class PlacedBoxesAlg final : public qvUtil::ThreadedAlg {
 public:
-    PlacedBoxesAlg(const PlacedMesh& second, const std::vector<char>& isVoxelUsed,
+    PlacedBoxesAlg(const PlacedMesh& second, const std::vector<int>& triangles,
                    Array<BoundingBox>& boxes)
         : second_(second),
-          boxes_(boxes),
-          isUsed_(boxes.size()) {
-        for (int voxel = 0; voxel < second.voxels.numSets(); ++voxel) {
-            if (isVoxelUsed[voxel])
-                std::for_each(second.voxels.begin(voxel), second.voxels.end(voxel),
-                              [this](int triangle) { isUsed_[triangle] = 1; });
-        }
-    }
+          triangles_(triangles),
+          boxes_(boxes) {}
 
     void threadFunc(int thread, int numThreads) override {
         const CompactMesh& mesh = second_.mesh;
-        for (const int t : qvUtil::sliceOf(boxes_.size(), thread, numThreads)) {
-            if (isUsed_[t]) {
-                meshTriBoundingBox(mesh.getVertices(), mesh.getTriangles()[t], boxes_[t]);
-                boxes_[t].transform(second_.toMesh1);
-            }
+        const int count = static_cast<int>(triangles_.size());
+        for (const int k : qvUtil::sliceOf(count, thread, numThreads)) {
+            BoundingBox& box = boxes_[triangles_[k]];
+            meshTriBoundingBox(mesh.getVertices(), mesh.getTriangles()[triangles_[k]], box);
+            box.transform(second_.toMesh1);
         }
     }
 
 private:
     const PlacedMesh& second_;
-    Array<BoundingBox>& boxes_;
-    std::vector<char> isUsed_; // by triangle
+    const std::vector<int>& triangles_;
+    Array<BoundingBox>& boxes_; // by triangle
 };
 
-/// Lays out the triangles in the voxels that are paired, by where they are placed.
-void assignPlaced(TriangleBlocks& blocks, const PlacedMesh& second, const ArrayOfSets& paired) {
-    std::vector<char> isVoxelUsed(second.voxels.numSets());
-    for (int m = 0; m < paired.numMembers(); ++m)
-        isVoxelUsed[paired.list()[m]] = 1;
+/// Triangles of the second mesh, where they are placed.
+TriangleTree placedTree(const PlacedMesh& second, const std::vector<int>& triangles) {
     Array<BoundingBox> boxes(second.mesh.getNumTriangles());
-    PlacedBoxesAlg boxesAlg(second, isVoxelUsed, boxes);
-    qvUtil::ThreadPool::get().run(boxesAlg);
-    blocks.assign(second.mesh, boxes, second.voxels, isVoxelUsed.data());
+    PlacedBoxesAlg alg(second, triangles, boxes);
+    qvUtil::ThreadPool::get().run(alg);
+    return {second.mesh, triangles, boxes};
 }
+
+/// A crossing of a triangle of each mesh.
+struct Crossing {
+    int triangle1, triangle2;
+    VoxelPair voxels; // in which the triangles are
+    Point p, q;
+
+    bool operator<(const Crossing& other) const {
+        return std::tie(triangle1, voxels, triangle2) <
+               std::tie(other.triangle1, other.voxels, other.triangle2);
+    }
+};
+
+using Crossings = std::vector<std::vector<Crossing>>; // by chunk
+
+/// Triangles of the second mesh near some of the first, and what their tests have in common.
+class Partners {
+public:
+    Partners(const PlacedMesh& second, const TriangleTree& triangles)
+        : second_(second),
+          triangles_(triangles),
+          recent_(kNumRecent) {}
+
+    bool isEmpty() const { return near_.empty(); }
+
+    /// Replaces them by those that `box` may meet.
+    void collect(const BoundingBox& box) { triangles_.collect(box, near_); }
+
+    /// Calls `visit` with each triangle whose box `box` meets.
+    template <class Visit>
+    void visitMet(const BoundingBox& box, const Visit& visit) {
+        const BoxComparison comparison(box);
+        for (const int b : near_) {
+            const TriangleBlock& block = triangles_.block(b);
+            for (unsigned met = bitsOf(comparison.meets(block)); met != 0; met &= met - 1) {
+                const int lane = std::countr_zero(met);
+                Recent& recent = recent_[(BoxBlock::kLanes * b + lane) % kNumRecent];
+                if (recent.triangle != block.triangle[lane])
+                    recent = {block.triangle[lane],
+                              Subject(placed(cornersOf(second_.mesh, block.cornersOf(lane)),
+                                             second_.toMesh1))};
+                visit(recent.triangle, *recent.subject);
+            }
+        }
+    }
+
+private:
+    static constexpr int kNumRecent = 4096;
+
+    struct Recent {
+        int triangle = -1;
+        std::optional<Subject> subject;
+    };
+
+    const PlacedMesh& second_;
+    const TriangleTree& triangles_;
+    std::vector<int> near_;      // blocks
+    std::vector<Recent> recent_; // by place in the tree, as far as there is room
+};
 
 class IntersectAlg final : public SearchAlg {
 public:
-    IntersectAlg(const CompactMesh& mesh, const Array<BoundingBox>& boxes,
-                 const ArrayOfSets& voxelsOf, const PlacedMesh& second, const ArrayOfSets& paired,
-                 const TriangleBlocks& placedBlocks)
-        : SearchAlg(mesh, boxes, voxelsOf),
+    IntersectAlg(const CompactMesh& mesh, const Array<BoundingBox>& boxes, const PlacedMesh& second,
+                 const TriangleTree& triangles2)
+        : SearchAlg(mesh, boxes),
           second_(second),
-          paired_(paired),
-          placedBlocks_(placedBlocks),
-          hasInverse_(second.toMesh1.invert(toMesh2_)),
-          found1_(getNumChunks()),
-          found2_(getNumChunks()) {}
+          triangles2_(triangles2),
+          found_(getNumChunks()) {}
+
+    void initialize(int numThreads) override {
+        partners_ = std::vector<Partners>(numThreads, Partners(second_, triangles2_));
+    }
 
     void threadFunc(int chunk, int thread, int chunks) override {
         if (cancelled(thread))
             return;
-        Candidates& candidates = candidates_[thread];
-        if (!candidates.isSized())
-            candidates.resize(second_.mesh.getNumTriangles());
-        for (const int i : qvUtil::sliceOf(mesh_.getNumTriangles(), chunk, chunks)) {
-            const int* const voxels = voxelsOf_.begin(i);
-            const int* const end = voxelsOf_.end(i);
-            if (std::any_of(voxels, end, [this](int voxel) { return paired_.setSize(voxel) > 0; }))
-                search(i, candidates, chunk);
+        Partners& partners = partners_[thread];
+        const qvUtil::IndexRange slice = qvUtil::sliceOf(mesh_.getNumTriangles(), chunk, chunks);
+        for (int first = slice.first; first < slice.last;) {
+            const Run run = runFrom(first, slice.last);
+            partners.collect(run.box);
+            for (int i = first; i < run.last && !partners.isEmpty(); ++i)
+                search(i, partners, found_[chunk]);
+            first = run.last;
         }
         updateProgress(thread, 1);
+    }
+
+    /// Within a chunk in no order.
+    Crossings& found() { return found_; }
+
+private:
+    /// Triangles that follow each other, up to `last`, and the box around them.
+    struct Run {
+        int last;
+        BoundingBox box;
+    };
+
+    /// Triangles that lie side by side, as most that follow each other do, look for others at once.
+    Run runFrom(int first, int end) const {
+        constexpr int kMaxLength = 8;
+        constexpr float kMaxGrowth = 4;
+        const float maxSize = kMaxGrowth * sizeOf(boxes_[first]);
+        end = std::min(end, first + kMaxLength);
+        Run run{first + 1, boxes_[first]};
+        while (run.last < end) {
+            BoundingBox larger = run.box;
+            larger.extend(boxes_[run.last]);
+            if (!(sizeOf(larger) <= maxSize))
+                break;
+            run.box = larger;
+            ++run.last;
+        }
+        return run;
+    }
+
+    static float sizeOf(const BoundingBox& box) {
+        return box.max[0] - box.min[0] + (box.max[1] - box.min[1]) + (box.max[2] - box.min[2]);
+    }
+
+    void search(int i, Partners& partners, std::vector<Crossing>& found) const {
+        std::optional<Subject> subject;
+        partners.visitMet(boxes_[i], [&](int j, Subject& partner) {
+            if (!subject)
+                subject.emplace(cornersOf(mesh_, mesh_.getTriangles()[i]));
+            Point p, q;
+            if (findSegment(*subject, partner, p, q))
+                found.push_back({i, j, {}, p, q});
+        });
+    }
+
+    const PlacedMesh& second_;
+    const TriangleTree& triangles2_;
+    std::vector<Partners> partners_; // by thread
+    Crossings found_;
+};
+
+/// Turns crossings of triangles in voxels that meet into records.
+class RecordsAlg final : public qvUtil::ThreadedChunkAlg {
+public:
+    RecordsAlg(const CompactMesh& mesh, const PlacedMesh& second, const VoxelPairing& pairing,
+               Crossings& crossings)
+        : ThreadedChunkAlg(static_cast<int>(crossings.size())),
+          mesh_(mesh),
+          second_(second),
+          pairing_(pairing),
+          hasInverse_(second.toMesh1.invert(toMesh2_)),
+          crossings_(crossings),
+          found1_(crossings.size()),
+          found2_(crossings.size()) {}
+
+    void threadFunc(int chunk, int /*thread*/, int /*chunks*/) override {
+        std::vector<Crossing> crossings;
+        crossings.swap(crossings_[chunk]);
+        for (Crossing& crossing : crossings)
+            crossing.voxels = pairing_.first(crossing.triangle1, crossing.triangle2);
+        std::sort(crossings.begin(), crossings.end());
+        for (const Crossing& crossing : crossings) {
+            if (!crossing.voxels.isFound())
+                continue;
+            found1_[chunk].push_back(segmentOn(mesh_, crossing.triangle1, crossing.p, crossing.q));
+            found2_[chunk].push_back(segmentOnSecond(crossing));
+        }
     }
 
     const Found& found1() const { return found1_; }
@@ -426,46 +499,36 @@ public:
     const Found& found2() const { return found2_; }
 
 private:
-    void search(int i, Candidates& candidates, int chunk) {
-        const Subject subject(mesh_, i);
-        const BlockComparison comparison(i, boxes_[i], mesh_.getTriangles()[i]);
-        const auto meets = [&](const TriangleBlock& block) { return comparison.meets(block); };
-        const auto test = [&](int j, const MeshTriangle& itsCorners) {
-            const Corners corners = placed(cornersOf(second_.mesh, itsCorners), second_.toMesh1);
-            Point p, q;
-            if (findSegment(subject.corners, subject.plane, corners, p, q)) {
-                found1_[chunk].push_back(segmentOn(mesh_, i, p, q));
-                found2_[chunk].push_back(segmentOnSecond(j, corners, p, q));
-            }
-        };
-        for (const int* voxel = voxelsOf_.begin(i); voxel != voxelsOf_.end(i); ++voxel) {
-            std::for_each(paired_.begin(*voxel), paired_.end(*voxel), [&](int voxel2) {
-                candidates.collect(placedBlocks_.begin(voxel2), placedBlocks_.end(voxel2),
-                                   second_.mesh.getNumTriangles(), meets);
-                // At once: the same voxels may come many times.
-                candidates.visitAll(i, test);
-            });
-        }
-    }
-
-    MeshIntersectPair segmentOnSecond(int triangle, const Corners& corners, const Point& p,
-                                      const Point& q) const {
+    MeshIntersectPair segmentOnSecond(const Crossing& crossing) const {
+        const auto& [p, q] = std::tie(crossing.p, crossing.q);
+        const CompactMesh& mesh = second_.mesh;
         if (hasInverse_)
-            return segmentOn(second_.mesh, triangle, p * toMesh2_, q * toMesh2_);
-        const auto coordOf = [&](const Point& point) {
-            return MeshCoord{MeshCoordBase::projectBase(corners.a, corners.b, corners.c, point),
-                             triangle};
-        };
-        return {coordOf(p), coordOf(q)};
+            return segmentOn(mesh, crossing.triangle2, p * toMesh2_, q * toMesh2_);
+        const auto [a, b, c] =
+            placed(cornersOf(mesh, mesh.getTriangles()[crossing.triangle2]), second_.toMesh1);
+        return {{MeshCoordBase::projectBase(a, b, c, p), crossing.triangle2},
+                {MeshCoordBase::projectBase(a, b, c, q), crossing.triangle2}};
     }
 
+    const CompactMesh& mesh_;
     const PlacedMesh& second_;
-    const ArrayOfSets& paired_;
-    const TriangleBlocks& placedBlocks_;
+    const VoxelPairing& pairing_;
     AffineMatrix toMesh2_;
     bool hasInverse_; // not of a placement that flattens the mesh
+    Crossings& crossings_;
     Found found1_, found2_;
 };
+
+/// Tells the order of the crossings by the voxels of the triangles that have some.
+VoxelPairing pairVoxels(const Octree& octree, const OctreeTris& voxels, int numTriangles,
+                        const PlacedMesh& second, const Crossings& crossings) {
+    std::vector<char> crosses1(numTriangles), crosses2(second.mesh.getNumTriangles());
+    for (const std::vector<Crossing>& chunk : crossings) {
+        for (const Crossing& crossing : chunk)
+            crosses1[crossing.triangle1] = crosses2[crossing.triangle2] = 1;
+    }
+    return {octree, voxels, crosses1, second, crosses2};
+}
 
 } // namespace
 
@@ -504,17 +567,18 @@ public:
         qvOS::StopWatch watch;
         watch.start();
 
-        const ArrayOfSets& voxelsOf = voxelsOfTriangles();
-        ArrayOfSets paired;
-        VoxelPairing(octree_, voxels_, second).assignTo(paired);
-        TriangleBlocks placedBlocks;
-        assignPlaced(placedBlocks, second, paired);
+        const TriangleTree triangles2 =
+            placedTree(second, trianglesWhereMeeting(octree_, voxels_, second));
+        IntersectAlg search(mesh_, boxes_, second, triangles2);
+        search.setProgress(&progress);
+        qvUtil::ThreadPool::get().run(search);
 
-        IntersectAlg alg(mesh_, boxes_, voxelsOf, second, paired, placedBlocks);
-        alg.setProgress(&progress);
-        qvUtil::ThreadPool::get().run(alg);
-        copyIntersections(alg.found1(), out1);
-        copyIntersections(alg.found2(), out2);
+        const VoxelPairing pairing =
+            pairVoxels(octree_, voxels_, mesh_.getNumTriangles(), second, search.found());
+        RecordsAlg records(mesh_, second, pairing, search.found());
+        qvUtil::ThreadPool::get().run(records);
+        copyIntersections(records.found1(), out1);
+        copyIntersections(records.found2(), out2);
 
         debugChannel().print(
             "meshIntersect: triangles1(%d) triangles2(%d)\n    %d intersections, %f s\n",
@@ -534,14 +598,14 @@ private:
     const Octree& octree_;
     const OctreeTris& voxels_;
     Array<BoundingBox> boxes_; // by triangle
-    ArrayOfSets voxelsOf_;     // from the first search on
-    TriangleBlocks blocks_;    // from the first search of this mesh alone on
+    ArrayOfSets voxelsOf_;     // from the first search of this mesh alone on
+    TriangleBlocks blocks_;    // alike
 };
 
 bool intersect(const Point& a1, const Point& b1, const Point& c1, const Point& a2, const Point& b2,
                const Point& c2, Point& p, Point& q) {
-    const Corners first{a1, b1, c1};
-    return findSegment(first, first.plane(), {a2, b2, c2}, p, q);
+    Subject first({a1, b1, c1}), second({a2, b2, c2});
+    return findSegment(first, second, p, q);
 }
 
 MeshIntersect::MeshIntersect(const CompactMesh& mesh, const Octree& octree,
