@@ -3,25 +3,16 @@
 #pragma once
 
 #include <array>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 
+#include "qvGeom/foundation/base/OrderedBits.h"
 #include "qvGeom/foundation/geometry/PointMesh.h"
 
 namespace qvGeom::detail {
 
 /// The word of every NaN: above that of any number.
 inline constexpr std::uint32_t kNaNWord = ~std::uint32_t{0};
-
-/// Maps a float to a word so that words compare as the floats do: -0 and +0 to the same, NaN last.
-/// Integers only, so that compilers turn a row of them into vector code.
-inline std::uint32_t orderedWord(float value) {
-    const auto bits = std::bit_cast<std::uint32_t>(value + 0.0F); // -0 + 0 is +0
-    const std::uint32_t flip = (0U - (bits >> 31)) | 0x80000000U;
-    const bool isNaN = bits << 1 > 0xff000000U;
-    return (bits ^ flip) | (0U - static_cast<std::uint32_t>(isNaN));
-}
 
 /// A key of `Width` floats: 3 for the position, 6 with the normal, 8 with the UV too.
 template <int Width>
@@ -51,7 +42,7 @@ private:
         const float* const values = channel + static_cast<std::ptrdiff_t>(first) * Size;
         for (int v = 0; v < count; ++v) {
             for (int i = 0; i < Size; ++i)
-                keys[v][At + i] = orderedWord(values[v * Size + i]);
+                keys[v][At + i] = qvUtil::orderedBits(values[v * Size + i]);
         }
     }
 

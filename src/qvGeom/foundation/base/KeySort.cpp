@@ -1,9 +1,9 @@
 #include <array>
 #include <bit>
-#include <cmath>
 #include <cstdint>
 #include <limits>
 
+#include "qvGeom/foundation/base/OrderedBits.h"
 #include "qvGeom/foundation/base/SMPSort.h"
 
 namespace qvUtil {
@@ -11,21 +11,7 @@ namespace {
 
 using Word = std::uint64_t;
 
-// Keys as unsigned numbers in the same order. Adding 0 makes -0 the same as +0.
-
-Word orderedBits(double key) {
-    constexpr Word kSign = Word{1} << 63;
-    const auto bits = std::bit_cast<Word>(key + 0.0);
-    const Word ordered = bits & kSign ? ~bits : bits | kSign;
-    return std::isnan(key) ? ~Word{0} : ordered;
-}
-
-Word orderedBits(float key) {
-    constexpr std::uint32_t kSign = std::uint32_t{1} << 31;
-    const auto bits = std::bit_cast<std::uint32_t>(key + 0.0F);
-    const std::uint32_t ordered = bits & kSign ? ~bits : bits | kSign;
-    return std::isnan(key) ? ~std::uint32_t{0} : ordered;
-}
+using qvUtil::orderedBits;
 
 Word orderedBits(int key) {
     return static_cast<Word>(std::int64_t{key} - std::numeric_limits<int>::min());
