@@ -80,16 +80,10 @@ void deviation(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * distances.size());
 }
 
-void sizes(benchmark::internal::Benchmark* bench) {
-    for (const int size : {100000, 1000000, 4000000})
-        bench->Arg(size);
-    bench->Unit(benchmark::kMillisecond)->UseRealTime();
-}
-
-BENCHMARK(closestNearSurface)->Apply(sizes);
-BENCHMARK(closestInside)->Apply(sizes);
-BENCHMARK(closestAround)->Apply(sizes);
-BENCHMARK(closestFarAway)->Apply(sizes);
-BENCHMARK(deviation)->Apply(sizes);
+BENCHMARK(closestNearSurface)->Apply(bench::sizes)->UseRealTime();
+BENCHMARK(closestInside)->Apply(bench::sizes)->UseRealTime();
+BENCHMARK(closestAround)->Apply(bench::sizes)->UseRealTime();
+BENCHMARK(closestFarAway)->Apply(bench::sizes)->UseRealTime();
+BENCHMARK(deviation)->Apply(bench::sizes)->UseRealTime();
 
 } // namespace

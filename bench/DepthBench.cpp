@@ -276,25 +276,17 @@ void screenPickAgainstRead(benchmark::State& state) {
         state.SkipWithError("nothing was picked");
 }
 
-void sizesAndOrders(benchmark::internal::Benchmark* bench) {
-    for (const int size : {100000, 1000000, 4000000}) {
-        for (const int order : {0, 1})
-            bench->Args({size, order});
-    }
-    bench->UseManualTime()->Unit(benchmark::kMillisecond);
-}
-
 void sizes(benchmark::internal::Benchmark* bench) {
     for (const int size : {100000, 1000000, 4000000})
         bench->Args({size, 0});
     bench->UseRealTime()->Unit(benchmark::kMillisecond);
 }
 
-BENCHMARK(depthMapAgainstEdgeLoop)->Args({2000, 0})->Apply(sizesAndOrders);
-BENCHMARK(depthMapByTwoAgainstOne)->Apply(sizesAndOrders);
-BENCHMARK(depthMapWithCallback)->Apply(sizesAndOrders);
+BENCHMARK(depthMapAgainstEdgeLoop)->Args({2000, 0})->Apply(bench::sizesAndOrders)->UseManualTime();
+BENCHMARK(depthMapByTwoAgainstOne)->Apply(bench::sizesAndOrders)->UseManualTime();
+BENCHMARK(depthMapWithCallback)->Apply(bench::sizesAndOrders)->UseManualTime();
 BENCHMARK(depthMapCount)->Apply(sizes);
 BENCHMARK(selectVisible)->Apply(sizes);
-BENCHMARK(screenPickAgainstRead)->Apply(sizesAndOrders);
+BENCHMARK(screenPickAgainstRead)->Apply(bench::sizesAndOrders)->UseManualTime();
 
 } // namespace

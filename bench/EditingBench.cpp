@@ -11,6 +11,7 @@
 
 #include "support/Measure.h"
 #include "support/MeshBuilders.h"
+#include "support/Subject.h"
 
 namespace {
 
@@ -25,9 +26,7 @@ enum class Channels { Positions, Normals, NormalsAndUVs };
 /// A surface of about so many triangles. The channels depend on the position alone, so that they
 /// split no vertex of its soup.
 CompactMesh surface(const benchmark::State& state, Channels channels) {
-    CompactMesh mesh = test::wavySurface(static_cast<int>(state.range(0)));
-    if (state.range(1) == 1)
-        mesh = test::shuffled(mesh, 1);
+    CompactMesh mesh = bench::surfaceOf(state);
     MeshNormal* const normals = channels == Channels::Positions ? nullptr : mesh.allocNormalArray();
     MeshUV* const uvs = channels == Channels::NormalsAndUVs ? mesh.allocUVArray() : nullptr;
     for (int v = 0; v < mesh.getNumVertices(); ++v) {
@@ -83,19 +82,19 @@ void weldMemory(benchmark::State& state) {
     state.SetItemsProcessed(mesh.getNumTriangles());
 }
 
-void sizesAndOrders(benchmark::internal::Benchmark* benchmark) {
-    benchmark->ArgsProduct({{100'000, 1'000'000, 4'000'000}, {0, 1}})
-        ->UseManualTime()
-        ->Unit(benchmark::kMillisecond);
-}
-
 BENCHMARK(weldMemory)
     ->ArgsProduct({{1'000'000, 4'000'000}, {0, 1}})
     ->Iterations(1)
     ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(weldSoup, positions, Channels::Positions)->Apply(sizesAndOrders);
-BENCHMARK_CAPTURE(weldSoup, normals, Channels::Normals)->Apply(sizesAndOrders);
-BENCHMARK_CAPTURE(weldSoup, normalsAndUVs, Channels::NormalsAndUVs)->Apply(sizesAndOrders);
-BENCHMARK(weldWelded)->Apply(sizesAndOrders);
+BENCHMARK_CAPTURE(weldSoup, positions, Channels::Positions)
+    ->Apply(bench::sizesAndOrders)
+    ->UseManualTime();
+BENCHMARK_CAPTURE(weldSoup, normals, Channels::Normals)
+    ->Apply(bench::sizesAndOrders)
+    ->UseManualTime();
+BENCHMARK_CAPTURE(weldSoup, normalsAndUVs, Channels::NormalsAndUVs)
+    ->Apply(bench::sizesAndOrders)
+    ->UseManualTime();
+BENCHMARK(weldWelded)->Apply(bench::sizesAndOrders)->UseManualTime();
 
 } // namespace

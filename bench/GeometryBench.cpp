@@ -16,6 +16,7 @@
 
 #include "support/Measure.h"
 #include "support/MeshBuilders.h"
+#include "support/Subject.h"
 
 namespace {
 
@@ -164,15 +165,11 @@ void boxTransform(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * mesh.getNumTriangles());
 }
 
-void sizes(benchmark::internal::Benchmark* benchmark) {
-    benchmark->Arg(100'000)->Arg(1'000'000)->Arg(4'000'000)->Unit(benchmark::kMillisecond);
-}
-
-BENCHMARK(topoBuild)->Apply(sizes);
-BENCHMARK(topoTwin)->Apply(sizes)->UseManualTime();
-BENCHMARK(bitVector)->Apply(sizes);
-BENCHMARK(remapDeleted)->Apply(sizes)->UseManualTime();
-BENCHMARK(arrayOfSets)->Apply(sizes);
-BENCHMARK(boxTransform)->Apply(sizes);
+BENCHMARK(topoBuild)->Apply(bench::sizes);
+BENCHMARK(topoTwin)->Apply(bench::sizes)->UseManualTime();
+BENCHMARK(bitVector)->Apply(bench::sizes);
+BENCHMARK(remapDeleted)->Apply(bench::sizes)->UseManualTime();
+BENCHMARK(arrayOfSets)->Apply(bench::sizes);
+BENCHMARK(boxTransform)->Apply(bench::sizes);
 
 } // namespace

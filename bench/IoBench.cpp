@@ -1,5 +1,4 @@
 #include <benchmark/benchmark.h>
-#include <bit>
 #include <charconv>
 #include <cstdint>
 #include <filesystem>
@@ -14,7 +13,9 @@
 #include "qvGeom/foundation/geometry/TopoMesh.h"
 #include "qvGeom/io/GeomMeshText.h"
 
+#include "support/Measure.h"
 #include "support/MeshBuilders.h"
+#include "support/Subject.h"
 
 namespace {
 
@@ -42,33 +43,15 @@ struct Input {
     Input& operator=(const Input&) = delete;
 };
 
-/// A sum that changes with every coordinate and every corner, and with their order.
-class Checksum {
-public:
-    void add(double value) { sum_ = sum_ * 31 + std::bit_cast<std::uint64_t>(value); }
-
-    void add(int value) { sum_ = sum_ * 31 + static_cast<std::uint64_t>(value); }
-
-    void add(char value) { sum_ = sum_ * 31 + static_cast<unsigned char>(value); }
-
-    /// 32 bits of it: a counter is a double.
-    double value() const { return static_cast<double>((sum_ ^ sum_ >> 32) & 0xffffffff); }
-
-private:
-    std::uint64_t sum_ = 0;
-};
-
 double checksumOf(const CompactMesh& mesh) {
-    Checksum sum;
-    for (int c = 0; c < 3 * mesh.getNumVertices(); ++c)
-        sum.add(static_cast<double>(mesh.getVerticesRaw()[c]));
-    for (int c = 0; c < 3 * mesh.getNumTriangles(); ++c)
-        sum.add(mesh.getTrianglesRaw()[c]);
+    bench::Checksum sum;
+    sum.add(mesh.getVerticesRaw(), 3 * mesh.getNumVertices());
+    sum.add(mesh.getTrianglesRaw(), 3 * mesh.getNumTriangles());
     return sum.value();
 }
 
 double checksumOf(const std::vector<char>& text) {
-    Checksum sum;
+    bench::Checksum sum;
     for (const char c : text)
         sum.add(c);
     return sum.value();
@@ -174,15 +157,11 @@ void meshWriteTopo(benchmark::State& state) {
     report(state, input, checksumOf(contentOf(input.path)));
 }
 
-void sizes(benchmark::internal::Benchmark* benchmark) {
-    benchmark->Arg(100000)->Arg(1000000)->Arg(4000000)->Unit(benchmark::kMillisecond);
-}
-
-BENCHMARK(meshReadCompact)->Apply(sizes);
-BENCHMARK(bareFromChars)->Apply(sizes);
-BENCHMARK(meshWriteCompact)->Apply(sizes);
-BENCHMARK(bareToChars)->Apply(sizes);
-BENCHMARK(meshReadTopo)->Apply(sizes);
-BENCHMARK(meshWriteTopo)->Apply(sizes);
+BENCHMARK(meshReadCompact)->Apply(bench::sizes);
+BENCHMARK(bareFromChars)->Apply(bench::sizes);
+BENCHMARK(meshWriteCompact)->Apply(bench::sizes);
+BENCHMARK(bareToChars)->Apply(bench::sizes);
+BENCHMARK(meshReadTopo)->Apply(bench::sizes);
+BENCHMARK(meshWriteTopo)->Apply(bench::sizes);
 
 } // namespace

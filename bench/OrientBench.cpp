@@ -17,16 +17,12 @@
 
 #include "support/Measure.h"
 #include "support/MeshBuilders.h"
+#include "support/Subject.h"
 
 namespace {
 
 using qvGeom::CompactMesh;
 using qvGeom::MeshAdjTris;
-
-CompactMesh surface(const benchmark::State& state) {
-    const CompactMesh mesh = test::wavySurface(static_cast<int>(state.range(0)));
-    return state.range(1) == 1 ? test::shuffled(mesh, 1) : mesh;
-}
 
 MeshAdjTris adjTrisOf(const CompactMesh& mesh) {
     MeshAdjTris adjTris;
@@ -44,7 +40,7 @@ double checksumOf(const CompactMesh& mesh) {
 }
 
 void oriented(benchmark::State& state) {
-    const CompactMesh mesh = surface(state);
+    const CompactMesh mesh = bench::surfaceOf(state);
     const MeshAdjTris adjTris = adjTrisOf(mesh);
     bool answer = false;
     for (auto _ : state)
@@ -55,7 +51,7 @@ void oriented(benchmark::State& state) {
 
 /// Every third triangle is wound the wrong way.
 void makeOriented(benchmark::State& state) {
-    CompactMesh input = surface(state);
+    CompactMesh input = bench::surfaceOf(state);
     for (int t = 0; t < input.getNumTriangles(); t += 3)
         std::swap(input.getTriangles()[t][0], input.getTriangles()[t][1]);
     const MeshAdjTris adjTris = adjTrisOf(input);
@@ -70,7 +66,7 @@ void makeOriented(benchmark::State& state) {
 
 /// Against one pass that reads and writes the same arrays: triangles, and normals of both kinds.
 void reverseWinding(benchmark::State& state) {
-    CompactMesh mesh = surface(state);
+    CompactMesh mesh = bench::surfaceOf(state);
     mesh.allocNormalArray();
     mesh.allocTriangleNormalArray();
     const auto stream = [](auto* words, int count) {
@@ -120,7 +116,7 @@ void reverseStrips(benchmark::State& state) {
 }
 
 void reverseSelected(benchmark::State& state) {
-    CompactMesh input = surface(state);
+    CompactMesh input = bench::surfaceOf(state);
     input.allocNormalArray();
     input.getSelectedTriangles().resize(input.getNumTriangles());
     for (int t = 0; t < input.getNumTriangles(); t += 2)
@@ -135,7 +131,7 @@ void reverseSelected(benchmark::State& state) {
 }
 
 void reversePiece(benchmark::State& state) {
-    const CompactMesh input = surface(state);
+    const CompactMesh input = bench::surfaceOf(state);
     const MeshAdjTris adjTris = adjTrisOf(input);
     CompactMesh mesh;
     for (auto _ : state) {
@@ -147,7 +143,7 @@ void reversePiece(benchmark::State& state) {
 }
 
 void vertexNormals(benchmark::State& state) {
-    CompactMesh mesh = surface(state);
+    CompactMesh mesh = bench::surfaceOf(state);
     const MeshAdjTris adjTris = adjTrisOf(mesh);
     for (auto _ : state)
         state.SetIterationTime(bench::secondsOf([&] { meshComputeNormals(mesh, adjTris); }));
@@ -170,24 +166,13 @@ void determinants(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
-void sizesAndOrders(benchmark::internal::Benchmark* benchmark) {
-    benchmark->ArgsProduct({{100'000, 1'000'000, 4'000'000}, {0, 1}})
-        ->UseManualTime()
-        ->Unit(benchmark::kMillisecond);
-}
-
-void sizes(benchmark::internal::Benchmark* benchmark) {
-    benchmark->Arg(100'000)->Arg(1'000'000)->Arg(4'000'000)->UseManualTime()->Unit(
-        benchmark::kMillisecond);
-}
-
-BENCHMARK(oriented)->Apply(sizesAndOrders);
-BENCHMARK(makeOriented)->Apply(sizesAndOrders);
-BENCHMARK(reverseWinding)->Apply(sizesAndOrders);
-BENCHMARK(reverseStrips)->Apply(sizes);
-BENCHMARK(reverseSelected)->Apply(sizesAndOrders);
-BENCHMARK(reversePiece)->Apply(sizesAndOrders);
-BENCHMARK(vertexNormals)->Apply(sizesAndOrders);
+BENCHMARK(oriented)->Apply(bench::sizesAndOrders)->UseManualTime();
+BENCHMARK(makeOriented)->Apply(bench::sizesAndOrders)->UseManualTime();
+BENCHMARK(reverseWinding)->Apply(bench::sizesAndOrders)->UseManualTime();
+BENCHMARK(reverseStrips)->Apply(bench::sizes)->UseManualTime();
+BENCHMARK(reverseSelected)->Apply(bench::sizesAndOrders)->UseManualTime();
+BENCHMARK(reversePiece)->Apply(bench::sizesAndOrders)->UseManualTime();
+BENCHMARK(vertexNormals)->Apply(bench::sizesAndOrders)->UseManualTime();
 BENCHMARK(determinants)->Arg(1000)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 } // namespace

@@ -6,8 +6,6 @@
 #include <cstdint>
 #include <deque>
 #include <numbers>
-#include <optional>
-#include <utility>
 #include <vector>
 
 #include "qvGeom/editing/GeomSelection.h"
@@ -21,6 +19,7 @@
 
 #include "support/Measure.h"
 #include "support/MeshBuilders.h"
+#include "support/Subject.h"
 
 namespace {
 
@@ -40,9 +39,7 @@ struct Subject {
     BitVector triangles;
 
     Subject(std::int64_t numTriangles, std::int64_t order)
-        : mesh(test::wavySurface(static_cast<int>(numTriangles))) {
-        if (order == 1)
-            mesh = test::shuffled(mesh, 1);
+        : mesh(bench::surfaceOf(numTriangles, order)) {
         meshAdjTris(mesh, adjTris);
         vertices.resize(mesh.getNumVertices());
         triangles.resize(mesh.getNumTriangles());
@@ -53,16 +50,8 @@ struct Subject {
     }
 };
 
-/// The subject of the case, kept from one case to the next while they have the same.
 const Subject& subjectOf(const benchmark::State& state) {
-    static std::optional<Subject> subject;
-    static std::pair<std::int64_t, std::int64_t> key;
-    const std::pair wanted(state.range(0), state.range(1));
-    if (!subject || key != wanted) {
-        key = wanted;
-        subject.emplace(key.first, key.second);
-    }
-    return *subject;
+    return bench::kept<Subject>(state.range(0), state.range(1));
 }
 
 double checksumOf(const BitVector& vertices, const BitVector& triangles) {
@@ -168,19 +157,13 @@ void subset(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * s.mesh.getNumTriangles());
 }
 
-void sizesAndOrders(benchmark::internal::Benchmark* benchmark) {
-    benchmark->ArgsProduct({{100'000, 1'000'000, 4'000'000}, {0, 1}})
-        ->UseManualTime()
-        ->Unit(benchmark::kMillisecond);
-}
-
-BENCHMARK(trianglesFromVertices)->Apply(sizesAndOrders);
-BENCHMARK(verticesFromTriangles)->Apply(sizesAndOrders);
-BENCHMARK(invertTriangles)->Apply(sizesAndOrders);
-BENCHMARK(growOneRing)->Apply(sizesAndOrders);
-BENCHMARK(growToPiece)->Apply(sizesAndOrders);
-BENCHMARK(lasso)->Apply(sizesAndOrders);
-BENCHMARK(affectedTriangles)->Apply(sizesAndOrders);
-BENCHMARK(subset)->Apply(sizesAndOrders);
+BENCHMARK(trianglesFromVertices)->Apply(bench::sizesAndOrders)->UseManualTime();
+BENCHMARK(verticesFromTriangles)->Apply(bench::sizesAndOrders)->UseManualTime();
+BENCHMARK(invertTriangles)->Apply(bench::sizesAndOrders)->UseManualTime();
+BENCHMARK(growOneRing)->Apply(bench::sizesAndOrders)->UseManualTime();
+BENCHMARK(growToPiece)->Apply(bench::sizesAndOrders)->UseManualTime();
+BENCHMARK(lasso)->Apply(bench::sizesAndOrders)->UseManualTime();
+BENCHMARK(affectedTriangles)->Apply(bench::sizesAndOrders)->UseManualTime();
+BENCHMARK(subset)->Apply(bench::sizesAndOrders)->UseManualTime();
 
 } // namespace

@@ -4,7 +4,6 @@
 #include <benchmark/benchmark.h>
 #include <cmath>
 #include <cstdint>
-#include <optional>
 #include <utility>
 #include <vector>
 
@@ -17,6 +16,7 @@
 
 #include "support/Measure.h"
 #include "support/MeshBuilders.h"
+#include "support/Subject.h"
 
 namespace {
 
@@ -48,16 +48,8 @@ struct Subject {
     }
 };
 
-/// The subject of the case, kept from one case to the next while they have the same.
 const Subject& subjectOf(const benchmark::State& state) {
-    static std::optional<Subject> subject;
-    static std::pair<std::int64_t, std::int64_t> key;
-    const std::pair wanted(state.range(0), state.range(1));
-    if (!subject || key != wanted) {
-        key = wanted;
-        subject.emplace(key.first, key.second);
-    }
-    return *subject;
+    return bench::kept<Subject>(state.range(0), state.range(1));
 }
 
 /// The means of all neighbours, into memory that is there.
@@ -151,13 +143,7 @@ void smoothBilateral(benchmark::State& state) {
     state.counters["ns_per_gathered"] = 1e9 * bench::medianOf(seconds) / gathered;
 }
 
-void sizesAndOrders(benchmark::internal::Benchmark* benchmark) {
-    benchmark->ArgsProduct({{100'000, 1'000'000, 4'000'000}, {0, 1}})
-        ->UseManualTime()
-        ->Unit(benchmark::kMillisecond);
-}
-
-BENCHMARK(smoothLaplacian)->Apply(sizesAndOrders);
-BENCHMARK(smoothBilateral)->Apply(sizesAndOrders);
+BENCHMARK(smoothLaplacian)->Apply(bench::sizesAndOrders)->UseManualTime();
+BENCHMARK(smoothBilateral)->Apply(bench::sizesAndOrders)->UseManualTime();
 
 } // namespace

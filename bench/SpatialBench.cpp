@@ -121,14 +121,19 @@ std::vector<Point> randomPoints(const BoundingBox& box) {
     return points;
 }
 
-void boxWalk(benchmark::State& state) {
-    const Subject& subject = subjectOf(state);
-    const BoundingBox all = subject.octree.getRoot().box;
+std::vector<BoundingBox> randomBoxes(const BoundingBox& all) {
     std::vector<BoundingBox> boxes;
     for (const Point& p : randomPoints(all)) {
         BoundingBox& box = boxes.emplace_back(narrow(p), narrow(p));
         box.extend(static_cast<float>(0.01 * all.diagonalLength()));
     }
+    return boxes;
+}
+
+void boxWalk(benchmark::State& state) {
+    const Subject& subject = subjectOf(state);
+    const BoundingBox all = subject.octree.getRoot().box;
+    const std::vector<BoundingBox> boxes = randomBoxes(all);
     qvGeom::OctreeBBoxIntersectIt it(subject.octree);
     walk(state, it, boxes);
 }
@@ -212,11 +217,7 @@ void closestWalk(benchmark::State& state) {
 void quadtreeWalk(benchmark::State& state) {
     const Subject& subject = subjectOf(state);
     const BoundingBox all = subject.octree.getRoot().box;
-    std::vector<BoundingBox> boxes;
-    for (const Point& p : randomPoints(all)) {
-        BoundingBox& box = boxes.emplace_back(narrow(p), narrow(p));
-        box.extend(static_cast<float>(0.01 * all.diagonalLength()));
-    }
+    const std::vector<BoundingBox> boxes = randomBoxes(all);
     qvGeom::QuadtreeIntersectIt it;
     bench::Checksum sum;
     std::int64_t leaves = 0;
@@ -231,23 +232,15 @@ void quadtreeWalk(benchmark::State& state) {
     state.SetItemsProcessed(leaves);
 }
 
-void sizesAndOrders(benchmark::internal::Benchmark* bench) {
-    for (const int order : {0, 1}) {
-        for (const int size : {100000, 1000000, 4000000})
-            bench->Args({size, order});
-    }
-    bench->Unit(benchmark::kMillisecond)->UseRealTime();
-}
-
 void sizes(benchmark::internal::Benchmark* bench) {
     for (const int size : {100000, 1000000, 4000000})
         bench->Args({size, 0});
     bench->Unit(benchmark::kMillisecond)->UseRealTime();
 }
 
-BENCHMARK(octreeBuild)->Apply(sizesAndOrders);
-BENCHMARK(octreePartition)->Apply(sizesAndOrders);
-BENCHMARK(octreeBuildAndPartition)->Apply(sizesAndOrders);
+BENCHMARK(octreeBuild)->Apply(bench::sizesAndOrders)->UseRealTime();
+BENCHMARK(octreePartition)->Apply(bench::sizesAndOrders)->UseRealTime();
+BENCHMARK(octreeBuildAndPartition)->Apply(bench::sizesAndOrders)->UseRealTime();
 BENCHMARK(boxWalk)->Apply(sizes);
 BENCHMARK(sphereWalk)->Apply(sizes);
 BENCHMARK(rayWalk)->Apply(sizes);

@@ -266,19 +266,11 @@ void area(benchmark::State& state) {
     state.counters["checksum"] = result;
 }
 
-void sizesAndOrders(benchmark::internal::Benchmark* benchmark) {
-    for (const int triangles : {100'000, 1'000'000, 4'000'000}) {
-        for (const int order : {0, 1})
-            benchmark->Args({triangles, order});
-    }
-    benchmark->UseManualTime()->Unit(benchmark::kMillisecond);
-}
-
-BENCHMARK(adjTris)->Apply(sizesAndOrders);
-BENCHMARK(adjVertices)->Apply(sizesAndOrders);
-BENCHMARK(boundary)->Apply(sizesAndOrders);
-BENCHMARK(components)->Apply(sizesAndOrders);
-BENCHMARK(boundingBox)->Apply(sizesAndOrders);
-BENCHMARK(area)->Apply(sizesAndOrders);
+BENCHMARK(adjTris)->Apply(bench::sizesAndOrders)->UseManualTime();
+BENCHMARK(adjVertices)->Apply(bench::sizesAndOrders)->UseManualTime();
+BENCHMARK(boundary)->Apply(bench::sizesAndOrders)->UseManualTime();
+BENCHMARK(components)->Apply(bench::sizesAndOrders)->UseManualTime();
+BENCHMARK(boundingBox)->Apply(bench::sizesAndOrders)->UseManualTime();
+BENCHMARK(area)->Apply(bench::sizesAndOrders)->UseManualTime();
 
 } // namespace

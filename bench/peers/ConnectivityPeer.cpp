@@ -16,7 +16,7 @@
 #include "qvGeom/topology/GeomComponents.h"
 
 #include "support/Measure.h"
-#include "support/MeshBuilders.h"
+#include "support/Subject.h"
 
 namespace {
 
@@ -30,11 +30,6 @@ using qvGeom::MeshVertex;
 
 using PeerPoint = CGAL::Simple_cartesian<float>::Point_3;
 using PeerMesh = CGAL::Surface_mesh<PeerPoint>;
-
-CompactMesh surface(const benchmark::State& state) {
-    const CompactMesh mesh = test::wavySurface(static_cast<int>(state.range(0)));
-    return state.range(1) == 1 ? test::shuffled(mesh, 1) : mesh;
-}
 
 std::unique_ptr<PeerMesh> peerMesh(const CompactMesh& mesh) {
     using Index = PeerMesh::size_type;
@@ -91,7 +86,7 @@ bool agree(const PeerMesh& theirs, const Connectivity& ours, const CompactMesh& 
 }
 
 void connectivityAgainstCgal(benchmark::State& state) {
-    const CompactMesh mesh = surface(state);
+    const CompactMesh mesh = bench::surfaceOf(state);
     std::unique_ptr<Connectivity> ours;
     std::unique_ptr<PeerMesh> peer;
     bench::runInTurns(
@@ -119,7 +114,7 @@ void connectivityAgainstCgal(benchmark::State& state) {
 
 /// The peer joins faces across edges and we across vertices: on a surface, the same.
 void componentsAgainstCgal(benchmark::State& state) {
-    const CompactMesh mesh = surface(state);
+    const CompactMesh mesh = bench::surfaceOf(state);
     MeshAdjTris adjTris;
     meshAdjTris(mesh, adjTris);
     const std::unique_ptr<PeerMesh> peer = peerMesh(mesh);

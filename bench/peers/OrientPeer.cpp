@@ -17,7 +17,7 @@
 #include "qvGeom/topology/GeomOrientation.h"
 
 #include "support/Measure.h"
-#include "support/MeshBuilders.h"
+#include "support/Subject.h"
 
 namespace {
 
@@ -27,11 +27,6 @@ using qvGeom::MeshVertex;
 using CgalPoint = CGAL::Simple_cartesian<float>::Point_3;
 using CgalMesh = CGAL::Surface_mesh<CgalPoint>;
 using OpenMeshMesh = OpenMesh::TriMesh_ArrayKernelT<>;
-
-CompactMesh surface(const benchmark::State& state) {
-    const CompactMesh mesh = test::wavySurface(static_cast<int>(state.range(0)));
-    return state.range(1) == 1 ? test::shuffled(mesh, 1) : mesh;
-}
 
 /// Whether every triangle finds its place: a face that runs an edge as another does is refused.
 bool buildsInCgal(const CompactMesh& mesh) {
@@ -56,7 +51,7 @@ bool buildsInCgal(const CompactMesh& mesh) {
 }
 
 void orientedAgainstCgal(benchmark::State& state) {
-    const CompactMesh mesh = surface(state);
+    const CompactMesh mesh = bench::surfaceOf(state);
     qvGeom::MeshAdjTris adjTris;
     meshAdjTris(mesh, adjTris);
     bool ours = false;
@@ -73,7 +68,7 @@ void orientedAgainstCgal(benchmark::State& state) {
 /// Both take the means of all neighbours and then write them back; neither the tables nor the
 /// half-edges count.
 void laplacianAgainstOpenMesh(benchmark::State& state) {
-    const CompactMesh input = surface(state);
+    const CompactMesh input = bench::surfaceOf(state);
     qvGeom::MeshAdjTris adjTris;
     qvGeom::MeshAdjVertices neighbours;
     meshAdjTris(input, adjTris);

@@ -13,6 +13,7 @@
 
 #include "support/Measure.h"
 #include "support/MeshBuilders.h"
+#include "support/Subject.h"
 
 namespace {
 
@@ -56,10 +57,7 @@ bool agree(const PeerWeld& theirs, const CompactMesh& ours, const Remap& remap) 
 }
 
 void weldAgainstMeshoptimizer(benchmark::State& state) {
-    CompactMesh surface = test::wavySurface(static_cast<int>(state.range(0)));
-    if (state.range(1) == 1)
-        surface = test::shuffled(surface, 1);
-    const CompactMesh soup = test::soupOf(surface);
+    const CompactMesh soup = test::soupOf(bench::surfaceOf(state));
 
     CompactMesh mesh;
     Remap remap;

@@ -2,6 +2,7 @@
 /// What the cases of a benchmark work on.
 #pragma once
 
+#include <benchmark/benchmark.h>
 #include <cstdint>
 #include <optional>
 #include <tuple>
@@ -16,6 +17,20 @@ namespace bench {
 inline qvGeom::CompactMesh surfaceOf(std::int64_t triangles, std::int64_t order) {
     qvGeom::CompactMesh mesh = test::wavySurface(static_cast<int>(triangles));
     return order == 1 ? test::shuffled(mesh, 1) : mesh;
+}
+
+/// That of a case: its numbers are the triangles and the order.
+inline qvGeom::CompactMesh surfaceOf(const benchmark::State& state) {
+    return surfaceOf(state.range(0), state.range(1));
+}
+
+inline void sizes(benchmark::internal::Benchmark* benchmark) {
+    benchmark->Arg(100'000)->Arg(1'000'000)->Arg(4'000'000)->Unit(benchmark::kMillisecond);
+}
+
+inline void sizesAndOrders(benchmark::internal::Benchmark* benchmark) {
+    benchmark->ArgsProduct({{100'000, 1'000'000, 4'000'000}, {0, 1}})
+        ->Unit(benchmark::kMillisecond);
 }
 
 /// The subject made from `arguments`, kept from one call to the next while these are the same.
