@@ -21,7 +21,8 @@ bool isInterior(int v, const MeshAdjTris& adjTris, const MeshAdjVertices& adjVer
 }
 
 /// The vertices that a boundary edge may leave. Such an edge leads to a vertex that is not
-/// interior, so these and their neighbours are all: few, in most meshes.
+/// interior, so the neighbours of these are all: few, in most meshes. An edge from a vertex to
+/// itself, in a degenerate triangle, is its own opposite and leads nowhere.
 BitVector findPossibleStarts(const MeshAdjTris& adjTris, const MeshAdjVertices& adjVertices) {
     const int numVertices = adjVertices.numVertices();
     BitVector starts(numVertices);
@@ -30,10 +31,8 @@ BitVector findPossibleStarts(const MeshAdjTris& adjTris, const MeshAdjVertices& 
     for (int v = 0; v < numVertices; ++v) {
         const int end = v + 1 < numVertices ? offsets[v + 1] : adjTris.numMembers();
         const int numTris = end - std::exchange(begin, end);
-        if (adjVertices.getCount(v) == numTris) // interior
-            continue;
-        starts.set(v); // for a degenerate triangle, which joins a vertex to itself
-        starts.setBits(adjVertices.getCount(v), adjVertices.getVertices(v));
+        if (adjVertices.getCount(v) != numTris) // not interior
+            starts.setBits(adjVertices.getCount(v), adjVertices.getVertices(v));
     }
     return starts;
 }
