@@ -31,9 +31,9 @@ bool isClose(double a, double b, double tol = qvLinear::epsilonTol) {
 /// Sets what the depth range does to a perspective matrix.
 void setPerspectiveDepth(ProjMatrix& m, double n, double f, bool infiniteFar) {
     // The limit of the finite terms, short of it so that points at infinity stay inside in float.
-    constexpr double e = qvLinear::widen(qvLinear::epsilonTolFlt);
-    m.m[2][2] = infiniteFar ? e - 1.0 : (n + f) / (n - f);
-    m.m[3][2] = infiniteFar ? (e - 2.0) * n : 2.0 * n * f / (n - f);
+    constexpr double kShort = qvLinear::widen(qvLinear::epsilonTolFlt);
+    m.m[2][2] = infiniteFar ? kShort - 1.0 : (n + f) / (n - f);
+    m.m[3][2] = infiniteFar ? (kShort - 2.0) * n : 2.0 * n * f / (n - f);
     m.m[2][3] = -1.0;
 }
 

@@ -11,7 +11,6 @@
 
 namespace qvGeom::detail {
 
-using qvLinear::Point;
 using qvLinear::widen;
 
 namespace {
