@@ -26,8 +26,6 @@ namespace {
 using qvGeom::CompactMesh;
 using qvLinear::Point;
 
-constexpr Colour kPaper = {255, 255, 255};
-constexpr Colour kInk = {40, 44, 52};
 constexpr Colour kClay = {226, 214, 196};
 constexpr Colour kBorder = {214, 40, 40};
 constexpr Colour kCrossing = {150, 20, 150};

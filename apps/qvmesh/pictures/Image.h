@@ -15,6 +15,9 @@ struct Colour {
     bool operator==(const Colour&) const = default;
 };
 
+inline constexpr Colour kPaper = {255, 255, 255};
+inline constexpr Colour kInk = {40, 44, 52};
+
 /// Goes from one colour to the other as `amount` goes from 0 to 1.
 Colour mix(Colour from, Colour to, double amount);
 

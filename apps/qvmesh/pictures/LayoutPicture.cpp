@@ -17,8 +17,6 @@ namespace {
 using qvGeom::CompactMesh;
 using qvLinear::Point2;
 
-constexpr Colour kPaper = {255, 255, 255};
-constexpr Colour kInk = {40, 44, 52};
 constexpr Colour kFrame = {205, 208, 214};
 
 constexpr double kSide = 960; // of the unit square, in pixels
