@@ -48,6 +48,13 @@ TEST(MeshComponents, numbersByLowestTriangle) {
         EXPECT_EQ(meshComponents(mesh, test::adjTrisOf(mesh), &component), count);
         EXPECT_EQ(std::vector<int>(component.begin(), component.end()), expected);
         EXPECT_EQ(meshComponents(mesh, test::adjTrisOf(mesh), nullptr), count);
+
+        qvGeom::TopoMesh faces;
+        for (int v = 0; v < mesh.getNumVertices(); ++v)
+            faces.allocVertex({0, 0, 0});
+        for (int t = 0; t < mesh.getNumTriangles(); ++t)
+            faces.allocFace(mesh.getTriangles()[t].v, 3);
+        EXPECT_EQ(meshComponents(faces), count);
     }
 }
 
@@ -58,21 +65,6 @@ TEST(MeshComponents, printsItsLines) {
     EXPECT_EQ(output.debugWithoutSeconds(), "MeshAdjTris: 12 vertices 4 triangles S\n"
                                             "meshComponents(): 4 triangles\n"
                                             "   4 components: S s\n");
-}
-
-TEST(MeshComponents, joinsFacesThatShareAVertex) {
-    qvGeom::TopoMesh mesh;
-    EXPECT_EQ(meshComponents(mesh), 0);
-    qvGeom::TopoMeshVertex v[9];
-    for (qvGeom::TopoMeshVertex& vertex : v)
-        vertex = mesh.allocVertex({0, 0, 0});
-    mesh.allocTriangle(v[8], v[3], v[4]);
-    mesh.allocFace({v[1], v[2], v[5], v[6]});
-    EXPECT_EQ(meshComponents(mesh), 2);
-    mesh.allocTriangle(v[0], v[3], v[7]);
-    EXPECT_EQ(meshComponents(mesh), 2);
-    mesh.allocTriangle(v[7], v[6], v[6]);
-    EXPECT_EQ(meshComponents(mesh), 1);
 }
 
 } // namespace
