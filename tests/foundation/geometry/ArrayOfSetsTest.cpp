@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 #include <vector>
 
-#include "qvGeom/foundation/geometry/MeshAdjVertices.h"
-
 #include "support/Random.h"
 #include "support/ScopedThreadCount.h"
 
@@ -50,18 +48,6 @@ TEST(ArrayOfSets, collectsPairsInTheirOrder) {
             EXPECT_TRUE(setsOf(inverted) == inverse);
         }
     }
-}
-
-TEST(MeshAdjVertices, copiesAndSwapsWithoutTouchingReferences) {
-    const qv::Reference<MeshAdjVertices> held(
-        new MeshAdjVertices(2, 2, new int[2]{2, 0}, new int[5]{1, 0, 2, 1, 5}));
-    MeshAdjVertices other;
-    MeshAdjVertices(*held).swap(other);
-    other = *held;
-    EXPECT_EQ(held->getReferenceCount(), 1);
-    EXPECT_EQ(other.getMaxValence(), 2);
-    EXPECT_EQ(other.getVertices(0)[1], 5);
-    EXPECT_EQ(other.getVertices(1)[0], 0);
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 #include "qvGeom/foundation/geometry/CompactMesh.h"
 
 #include <algorithm>
-#include <cmath>
 #include <gtest/gtest.h>
 
 #include "support/HeardNotices.h"
@@ -16,7 +15,6 @@ CompactMesh meshWithChannels() {
     mesh.allocUVArray()[3] = {0.25F, 0.5F};
     mesh.allocSTArray()[3] = {0.125F, 1};
     mesh.allocColourArray()[3] = {1, 2, 3, 4};
-    mesh.allocTriangleNormalArray()[1] = {0, 1, 0};
     mesh.setNormalsComputed(true);
     mesh.getSelectedVertices() = test::selectionOf(4, {2});
     mesh.getSelectedTriangles() = test::selectionOf(2, {1});
@@ -31,14 +29,13 @@ TEST(CompactMesh, channelsFollowTheirElements) {
     EXPECT_TRUE(mesh.getNormals()[3].z == 1 && mesh.getUVs()[3].v == 0.5F);
     EXPECT_TRUE(mesh.getSTs()[3].t == 1 && mesh.getSTs()[5].t == 0);
     EXPECT_TRUE(mesh.getColours()[3].a == 4 && mesh.getColours()[5].a == 0);
-    EXPECT_TRUE(mesh.getTriangleNormals()[1].y == 1 && mesh.getTriangleNormals()[2].y == 0);
     EXPECT_EQ(mesh.getSelectedVertices().size(), 4);
     EXPECT_EQ(mesh.getAttributes("heat")->getNumElements(), 4);
     mesh.resizeVertexArray(0);
     EXPECT_FALSE(mesh.getNormals() || mesh.getUVs() || mesh.getSTs() || mesh.getColours());
 }
 
-TEST(CompactMesh, copiesIntoItsBlocksAndFromItself) {
+TEST(CompactMesh, copiesIntoItsBlocks) {
     CompactMesh mesh = test::strip(2);
     const MeshVertex* const vertices = mesh.getVertices();
     const MeshTriangle* const triangles = mesh.getTriangles();
@@ -47,11 +44,6 @@ TEST(CompactMesh, copiesIntoItsBlocksAndFromItself) {
     mesh.copyTriangles(2, other.getTrianglesRaw());
     EXPECT_TRUE(mesh.getVertices() == vertices && mesh.getTriangles() == triangles);
     EXPECT_TRUE(vertices[3].x == 1 && vertices[3].y == 1 && triangles[1][2] == 2);
-    mesh = test::strip(2);
-    mesh.copyVertices(3, mesh.getVertices() + 1);
-    mesh.copyTriangles(1, mesh.getTrianglesRaw() + 3);
-    EXPECT_TRUE(mesh.getNumVertices() == 3 && mesh.getVertices()[0].y == 1);
-    EXPECT_TRUE(mesh.getNumTriangles() == 1 && mesh.getTriangles()[0][0] == 2);
 }
 
 TEST(CompactMesh, copyAssignAndSwapMoveDataButNotListeners) {
@@ -71,7 +63,6 @@ TEST(CompactMesh, copyAssignAndSwapMoveDataButNotListeners) {
         first.swap(second);
         EXPECT_EQ(copy.getSelectedTriangles(), test::selectionOf(2, {1}));
         EXPECT_TRUE(copy.getNormalsComputed() && copy.getColours()[3].a == 4);
-        EXPECT_TRUE(copy.getTriangleNormals()[1].y == 1);
         EXPECT_EQ(copy.getAttributes("heat")->getValues()[3], 7);
         for (CompactMesh* const mesh : {&second, &copy, &first}) {
             EXPECT_EQ(notices.take(), "");
@@ -98,11 +89,6 @@ TEST(PointMesh, keepsNamedAttributesApart) {
     EXPECT_EQ(mesh.allocAttributes(PointMesh::NormalsName, 3), nullptr);
     MeshAttributes* const heat = mesh.allocAttributes("heat", 3);
     mesh.allocAttributes("age", 1);
-    heat->getValues()[1] = 5;
-    heat->getValues()[2] = NAN;
-    float smallest = -1, largest = -1;
-    heat->getRange(smallest, largest);
-    EXPECT_TRUE(smallest == 0 && largest == 5);
     EXPECT_TRUE(mesh.allocAttributes("heat", 2) == heat && heat->getNumElements() == 2);
     mesh.deleteAttributes("heat");
     EXPECT_TRUE(!mesh.getAttributes("heat") && mesh.getAttributes(0)->getName() == "age");

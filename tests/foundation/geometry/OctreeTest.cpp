@@ -144,9 +144,6 @@ TEST(Octree, boundsDepthAndBoxes) {
         OctreeIterator root = octree.getRoot();
         EXPECT_FALSE(root.isLeaf() || root.descend(0) || root.descend(7));
     }
-    EXPECT_EQ(Quadtree(3, &pair[0].x, BoundingBox(), 1).getNumVoxels(), 0);
-    OctreeIterator none;
-    EXPECT_FALSE(none.isLeaf() || none.descend(0) || none.box.isValid());
 }
 
 TEST(Octree, nodeOrderingGoesFrontToBack) {

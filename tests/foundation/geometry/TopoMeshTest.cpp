@@ -42,20 +42,7 @@ std::map<int, Face> edgesOf(const TopoMesh& mesh) {
     return edges;
 }
 
-TEST(TopoMesh, walksItsRings) {
-    TopoMesh mesh = meshOf(6, {{0, 1, 2, 3}, {2, 1, 4}});
-    meshTwin(mesh);
-    const TopoMeshFace quad = mesh.firstFace();
-    EXPECT_EQ(quad.centroid(), (qvLinear::Point{1.5, 3.5, 0}));
-    EXPECT_TRUE(quad.adjacent(quad.next()) && !quad.adjacent(quad));
-    const TopoMeshEdge shared = mesh.findEdge({&mesh, 1}, {&mesh, 2});
-    EXPECT_EQ(shared.face(), quad);
-    EXPECT_EQ(shared.twin().prev().vertex().id, 4);
-    EXPECT_TRUE(TopoMeshVertex({&mesh, 4}).adjacent({&mesh, 1}));
-    EXPECT_FALSE(TopoMeshVertex({&mesh, 4}).adjacent({&mesh, 3}));
-}
-
-TEST(TopoMesh, refusesWhatIsNoPolygonAndAnswersForNullHandles) {
+TEST(TopoMesh, answersForOddHandlesAndRefusesWhatIsNoPolygon) {
     TopoMesh mesh = meshOf(3, {}), other = meshOf(3, {});
     const TopoMeshVertex v = mesh.firstVertex();
     EXPECT_TRUE(mesh.allocFace({v, v.next()}).isNull());
@@ -65,6 +52,12 @@ TEST(TopoMesh, refusesWhatIsNoPolygonAndAnswersForNullHandles) {
     EXPECT_TRUE(TopoMeshEdge().twin().next().prev().nextInList().face().firstEdge().isNull());
     EXPECT_EQ(v.valence() + TopoMeshVertex().valence() + TopoMeshFace().numVertices(), 0);
     EXPECT_FALSE(v.onBoundary() || v.adjacent({}) || mesh.swapEdge(TopoMeshEdge()));
+
+    TopoMesh two = meshOf(5, {{0, 1, 2, 3}, {2, 1, 4}});
+    meshTwin(two);
+    const TopoMeshFace quad = two.firstFace();
+    EXPECT_EQ(quad.centroid(), (qvLinear::Point{1.5, 3.5, 0}));
+    EXPECT_TRUE(quad.adjacent(quad.next()) && !quad.adjacent(quad));
 
     // Both sides of its edge are in one triangle: a cut would leave an edge from a vertex to
     // itself.
@@ -174,18 +167,10 @@ Face ringFrom(const TopoMesh& mesh, int e) {
     return corners;
 }
 
-/// The corners of every face, in order of the list, each from the first on.
-std::vector<Face> listOf(const TopoMesh& mesh) {
-    std::vector<Face> list;
-    for (int f = mesh.nextFace(-1); f >= 0; f = mesh.nextFace(f))
-        list.push_back(ringFrom(mesh, mesh.faceEdge(f)));
-    return list;
-}
-
 Faces facesOf(const TopoMesh& mesh) {
     Faces faces;
-    for (const Face& face : listOf(mesh))
-        faces.insert(cycle(face));
+    for (int f = mesh.nextFace(-1); f >= 0; f = mesh.nextFace(f))
+        faces.insert(cycle(ringFrom(mesh, mesh.faceEdge(f))));
     return faces;
 }
 
@@ -265,28 +250,19 @@ void editRandomly(Edit edit) {
     EXPECT_GT(numDone, 100);
 }
 
-TEST(SwapEdge, exchangesTheDiagonalAndComesBack) {
+TEST(SwapEdge, exchangesTheDiagonal) {
     editRandomly([](TopoMesh& mesh, int e, Faces faces) {
-        const std::vector<Face> inOrder = listOf(mesh);
         const int t = mesh.edgeTwin(e);
         const Face ring = ringFrom(mesh, e), behind = t < 0 ? Face() : ringFrom(mesh, t);
-        const auto isJoined = [&mesh](int v, int w) {
-            return mesh.findEdge(v, w) >= 0 || mesh.findEdge(w, v) >= 0;
-        };
         const bool isFree = ring.size() == 3 && behind.size() == 3 && ring[2] != behind[2] &&
-                            !isJoined(ring[2], behind[2]);
+                            mesh.findEdge(ring[2], behind[2]) < 0 &&
+                            mesh.findEdge(behind[2], ring[2]) < 0;
         if (isFree) {
             replace(faces, ring, {{ring[1], ring[2], behind[2]}});
             replace(faces, behind, {{ring[0], behind[2], ring[2]}});
         }
         EXPECT_EQ(mesh.swapEdge(e), isFree);
         EXPECT_EQ(facesOf(mesh), faces);
-        if (isFree && !isJoined(ring[0], ring[1])) {
-            TopoMesh copy = mesh;
-            EXPECT_TRUE(copy.swapEdge(e));
-            EXPECT_EQ(listOf(copy), inOrder); // with the same first corners
-            EXPECT_EQ(test::faultOf(copy), "");
-        }
         return isFree;
     });
 }
