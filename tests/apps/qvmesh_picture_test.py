@@ -67,7 +67,7 @@ def test_flatten(folder):
     source, out, picture = folder / "in.mesh", folder / "out.obj", folder / "out.png"
     pairs = [(0, 2), (3, 40), (7, 100)]
     cases = [("sheet", sheet, 10, lambda i, j: (2 * i - j, i + 2 * j, 4), {(3, 4), (6, 6)}),
-             ("cube", cube_file), ("torus", sheet, 12, ring),
+             ("cube far away", cube_file, 1, 1e7), ("torus", sheet, 12, ring),
              ("torus with a hole", sheet, 12, ring, {(5, 5)})]
     for name, write, *arguments in cases:
         vertices, faces = read_mesh(write(source, *arguments))

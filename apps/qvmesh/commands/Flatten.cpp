@@ -7,8 +7,10 @@
 #include "qvGeom/editing/GeomVertexWeld.h"
 #include "qvGeom/foundation/base/Progress.h"
 #include "qvGeom/foundation/geometry/BitVector.h"
+#include "qvGeom/foundation/geometry/BoundingBox.h"
 #include "qvGeom/foundation/geometry/CompactMesh.h"
 #include "qvGeom/parameterization/GeomReparameterize.h"
+#include "qvGeom/topology/GeomBoundingBox.h"
 
 #include "qvmesh/Command.h"
 #include "qvmesh/Failure.h"
@@ -55,9 +57,23 @@ int genusOf(const MeshFacts& facts) {
 
 bool mustBeCut(const MeshFacts& facts) { return facts.loopLengths.empty() || genusOf(facts) > 0; }
 
+/// Takes a surface that is small against its distance from the origin to where floats lie closer
+/// together, along x. Coordinates within a factor of two of each other differ by exactly a float.
+void moveToOrigin(CompactMesh& surface) {
+    qvGeom::BoundingBox extent;
+    qvGeom::meshBoundingBox(surface, extent);
+    const float least = extent.min[0];
+    const float ratio = least / extent.max[0];
+    if (!(ratio >= 0.5F && ratio <= 2.0F))
+        return;
+    for (int v = 0; v < surface.getNumVertices(); ++v)
+        surface.getVertices()[v].x -= least;
+}
+
 /// Cuts the surface open until it is a disk, and moves the copies of a vertex apart, each by one
 /// more unit in the last place of x: where no position is there twice, the cut stays open.
 void cutOpen(CompactMesh& surface) {
+    moveToOrigin(surface);
     const std::vector<MeshTriangle> uncut(surface.getTriangles(),
                                           surface.getTriangles() + surface.getNumTriangles());
     const int numUncut = surface.getNumVertices();
