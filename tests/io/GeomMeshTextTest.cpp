@@ -196,8 +196,7 @@ TEST_F(GeomMeshText, refusesMalformedFiles) {
 
 // A prefix is refused or, where only the tail of the last number is missing, read as it stands.
 TEST_F(GeomMeshText, survivesEveryPrefix) {
-    CompactMesh original = test::wavySurface(18);
-    const std::string whole = write(original);
+    const std::string whole = "3 1\n-0.5 1e1 0\n0x1p3 0 0\n0 1 0\n3 2 1 00\n";
     int numAccepted = 0;
     for (std::size_t length = 0; length <= whole.size(); ++length) {
         CompactMesh mesh;
@@ -208,7 +207,7 @@ TEST_F(GeomMeshText, survivesEveryPrefix) {
         EXPECT_EQ(mesh.getNumTriangles(), topo.numFaces()) << length;
         numAccepted += errors_.empty();
     }
-    EXPECT_EQ(numAccepted, 3); // whole, without line feed, and with the last index cut to one digit
+    EXPECT_EQ(numAccepted, 3); // whole, without line feed, and with the last index cut to one zero
 }
 
 TEST_F(GeomMeshText, replacesCompactMeshWithoutNotice) {

@@ -3,6 +3,7 @@
 
 import re
 import sys
+from graphlib import CycleError, TopologicalSorter
 from pathlib import Path
 
 # Lowest first. A folder may include itself and every folder of an earlier row, none of its own row.
@@ -55,23 +56,6 @@ def fault_of(file, bracket, name):
     return f"points up or sideways: {own} may not use {other}"
 
 
-def find_cycle(includes):
-    """The first cycle of {file: [included file]} as a list of its files, or None."""
-    finished = set()
-
-    def visit(file, path):
-        if file in path:
-            return path[path.index(file) :] + [file]
-        if file not in finished:
-            for target in includes.get(file, []):
-                if cycle := visit(target, path + [file]):
-                    return cycle
-        finished.add(file)
-        return None
-
-    return next((cycle for file in includes if (cycle := visit(file, []))), None)
-
-
 def check(source):
     """All faults below `source`/qvGeom, one line each, and the number of files read."""
     root = Path(source) / "qvGeom"
@@ -88,8 +72,10 @@ def check(source):
                 if fault := fault_of(file, bracket, name):
                     faults.append(f"{file}:{number}: {name} {fault}")
                 includes.setdefault(f"qvGeom/{file}", []).append(name)
-    if cycle := find_cycle(includes):
-        faults.append("headers include each other: " + " -> ".join(cycle))
+    try:
+        TopologicalSorter(includes).prepare()
+    except CycleError as error:
+        faults.append("headers include each other: " + " -> ".join(reversed(error.args[1])))
     return faults, len(files)
 
 
