@@ -7,10 +7,12 @@
 #include <set>
 
 #include "qvGeom/foundation/geometry/MeshCoord.h"
+#include "qvGeom/foundation/linear/Convert.h"
 #include "qvGeom/foundation/linear/ProjMatrix.h"
 
 #include "support/Adjacency.h"
 #include "support/CapturedOutput.h"
+#include "support/Random.h"
 
 namespace qvGeom {
 namespace {
@@ -111,36 +113,37 @@ TEST(MeshSelect, lassoAddsWhatProjectsInside) {
     EXPECT_TRUE(s.mesh.getSelectedVertices().test(11999)) << "selected before";
 }
 
+// In the plane a chain of near triangles leads to all that are near, in a soup to none.
 TEST(MeshSelect, affectedTrianglesAreNearAndReached) {
-    Subject s{test::grid(9, 9)};
-    MeshSelect select(s.mesh, s.adjTris);
-    const int centre = 4 * 10 + 4, home = *s.adjTris.begin(centre);
-    MeshCoord coord;
-    coord.setFromPoint(home, s.mesh.getVertices(), s.mesh.getTriangles(), {4, 4, 0});
-    // The disk round a corner meets the triangles whose nearest corner or edge is that near.
-    for (const auto& [tolerance, count] :
-         {std::pair{-1., 1}, {NAN, 1}, {0., 6}, {0.5, 6}, {0.75, 8}, {1., 20}}) {
-        select.selectAffectedTriangles({MeshCoord(), coord, coord}, tolerance);
-        EXPECT_EQ(bitsOf(s.mesh.getSelectedTriangles()).size(), count) << tolerance;
-        EXPECT_TRUE(s.mesh.getSelectedTriangles().test(home));
+    Subject s{test::grid(9, 9)}, soup{test::soupOf(s.mesh)};
+    MeshSelect select(s.mesh, s.adjTris), selectInSoup(soup.mesh, soup.adjTris);
+    test::Random random;
+    for (int round = 0; round < 200; ++round) {
+        const double tolerance = std::array{-1.0, double{NAN}, 0.3, 0.8, 1.7, 100.0}[round % 6];
+        std::deque<MeshCoord> coords(1); // without a triangle
+        std::set<int> homes, near;
+        for (int i = random.below(4); i > 0; --i) {
+            const double x = std::abs(random.number()), y = (1 - x) * std::abs(random.number());
+            MeshCoord& coord = coords.emplace_back();
+            coord = {{x, y, 1 - x - y}, random.below(162)};
+            homes.insert(coord.triangle);
+            const auto p = coord.evaluate(s.mesh.getVertices(), s.mesh.getTriangles());
+            for (int t = 0; t < 162; ++t) {
+                const auto corner = [&](int k) {
+                    return qvLinear::widen(soup.mesh.getVertices()[3 * t + k]);
+                };
+                const auto closest = MeshCoordBase::projectBase(corner(0), corner(1), corner(2), p)
+                                         .evaluateBase(corner(0), corner(1), corner(2));
+                if (distance(p, closest) <= tolerance)
+                    near.insert(t);
+            }
+        }
+        select.selectAffectedTriangles(coords, tolerance);
+        near.insert(homes.begin(), homes.end());
+        EXPECT_EQ(bitsOf(s.mesh.getSelectedTriangles()), near) << round;
+        selectInSoup.selectAffectedTriangles(coords, tolerance);
+        EXPECT_EQ(bitsOf(soup.mesh.getSelectedTriangles()), homes) << round;
     }
-    MeshCoord beside = coord; // whose disk meets triangles that the first has passed by
-    beside.setFromPoint(*s.adjTris.begin(centre + 1), s.mesh.getVertices(), s.mesh.getTriangles(),
-                        {5, 4, 0});
-    select.selectAffectedTriangles({beside}, 1);
-    BitVector either = s.mesh.getSelectedTriangles();
-    select.selectAffectedTriangles({coord}, 1);
-    either |= s.mesh.getSelectedTriangles();
-    select.selectAffectedTriangles({coord, beside}, 1);
-    EXPECT_EQ(s.mesh.getSelectedTriangles(), either);
-    select.selectAffectedTriangles({coord}, 100);
-    EXPECT_EQ(s.mesh.getSelectedTriangles().numSetBits(), s.mesh.getNumTriangles());
-    select.selectAffectedTriangles({}, 1);
-    EXPECT_EQ(s.mesh.getSelectedTriangles().numSetBits(), 0);
-    Subject soup{test::soupOf(s.mesh)}; // where no chain leads to what is near
-    MeshSelect inSoup(soup.mesh, soup.adjTris);
-    inSoup.selectAffectedTriangles({coord}, 100);
-    EXPECT_EQ(bitsOf(inSoup.getSelectedTriangles()), std::set{home});
 }
 
 TEST(MeshSelect, printsItsLines) {

@@ -1,10 +1,6 @@
 #include "qvGeom/foundation/base/Diagnostics.h"
 
-#include <chrono>
 #include <gtest/gtest.h>
-#include <thread>
-
-#include "qvGeom/foundation/base/StopWatch.h"
 
 #include "support/CapturedOutput.h"
 
@@ -34,19 +30,4 @@ TEST(AppOutput, addsALineEndOnlyWhereOneIsMissing) {
     AppOutput::getInstance().error("bad %s", "file");
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "3 vertices\ndone\n");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "bad file\n");
-
-    test::CapturedOutput output;
-    AppOutput::getInstance().info("as printed");
-    EXPECT_EQ(output.info(), "as printed");
-}
-
-TEST(StopWatch, standsStillUnlessStarted) {
-    qvOS::StopWatch watch;
-    EXPECT_EQ(watch.stop(), 0);
-    watch.start();
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    const double first = watch.stop();
-    EXPECT_GE(first, 0.002);
-    EXPECT_EQ(watch.clear(), first);
-    EXPECT_EQ(watch.clear(), 0);
 }

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 #include <memory>
 
-#include "qvGeom/foundation/base/Strings.h"
-
 using qv::Reference;
 
 namespace {
@@ -44,9 +42,4 @@ TEST(Reference, deletesWithTheLastHandle) {
     EXPECT_EQ(first->getReferenceCount(), 1);
     first = nullptr;
     EXPECT_EQ(life.use_count(), 2); // the copy still lives
-}
-
-TEST(Strings, convertToFilenames) {
-    EXPECT_EQ(qvOS::Filename(qvString::IString("mesh.txt")), qvOS::Filename("mesh.txt"));
-    EXPECT_TRUE(qvOS::Filename(static_cast<const char*>(nullptr)).empty());
 }

@@ -182,23 +182,13 @@ TEST(Checkpoint, reportsEvery200thItemAndLeavesTheLoopOnceCancelled) {
             pool.run(alg);
             EXPECT_EQ(done[0], 200 * reports);
             ASSERT_EQ(cancel.fractions().size(), static_cast<std::size_t>(reports));
-            for (int i = 0; i < reports && threads == 1; ++i)
-                EXPECT_DOUBLE_EQ(cancel.fractions()[i], i / 20.0);
+            // Thread 0 alone reports, the mean of all, and its share comes first.
+            for (int i = 0; i < reports; ++i) {
+                const double own = i * 200.0 / (numItems / threads + 1) / threads;
+                EXPECT_GE(cancel.fractions()[i], own);
+                EXPECT_LE(cancel.fractions()[i], threads == 1 ? own + 1e-3 : 1);
+                EXPECT_TRUE(i == 0 || cancel.fractions()[i] >= cancel.fractions()[i - 1]);
+            }
         }
     }
-}
-
-TEST(UpdateProgress, setsTheMeanOnTheCallingThreadOnly) {
-    test::CancelAfter never(-1);
-    RecordingAlg alg([&](int thread) {
-        for (const double fraction : {0.25, 0.5, 2.0})
-            alg.updateProgress(thread, fraction);
-    });
-    alg.setProgress(&never.progress());
-    ThreadPool pool(4);
-    pool.run(alg);
-    const std::vector<double>& reports = never.fractions(); // by one thread of the four
-    ASSERT_EQ(reports.size(), 3U);
-    EXPECT_TRUE(std::is_sorted(reports.begin(), reports.end()));
-    EXPECT_TRUE(reports[0] >= 0.25 / 4 && reports[2] >= 0.25 && reports[2] <= 1.0);
 }
