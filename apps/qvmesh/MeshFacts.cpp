@@ -12,10 +12,8 @@
 #include "qvGeom/foundation/geometry/MeshAdjTris.h"
 #include "qvGeom/foundation/geometry/MeshAdjVertices.h"
 #include "qvGeom/foundation/geometry/MeshBoundaries.h"
-#include "qvGeom/foundation/geometry/MeshPlacement.h"
 #include "qvGeom/foundation/linear/Linear.h"
 #include "qvGeom/topology/GeomAdjacency.h"
-#include "qvGeom/topology/GeomArea.h"
 #include "qvGeom/topology/GeomBoundary.h"
 #include "qvGeom/topology/GeomBoundingBox.h"
 #include "qvGeom/topology/GeomComponents.h"
@@ -143,7 +141,9 @@ SizeFacts::SizeFacts(const CompactMesh& mesh)
     qvGeom::BitVector used(numVertices);
     for (int t = 0; t < numTriangles; ++t) {
         used.setBits(3, mesh.getTriangles()[t].v);
-        numDegenerateTriangles += !(areaVector(mesh, t).length2() > 0);
+        const double twiceArea = areaVector(mesh, t).length();
+        numDegenerateTriangles += !(twiceArea > 0);
+        area += 0.5 * twiceArea;
     }
     numUnusedVertices = numVertices - used.numSetBits();
 }
@@ -166,12 +166,7 @@ MeshFacts::MeshFacts(const CompactMesh& mesh, Job& job, double share) : size(mes
     });
     job.stage("edges", part,
               [&](qvUtil::Progress&) { surface = EdgeCounter(mesh, adjTris).count(); });
-    job.stage("extent, area", part, [&](qvUtil::Progress&) {
-        qvGeom::meshBoundingBox(mesh, extent);
-        qvGeom::MeshPlacement placement;
-        placement.mesh = &mesh;
-        area = static_cast<double>(qvGeom::meshArea(placement, qvGeom::Positions));
-    });
+    job.stage("extent", part, [&](qvUtil::Progress&) { qvGeom::meshBoundingBox(mesh, extent); });
 }
 
 bool MeshFacts::hasGenus() const {
@@ -202,16 +197,17 @@ Facts describe(const MeshFacts& facts) {
         countFact("eulerCharacteristic", "Euler characteristic", surface.eulerCharacteristic)};
     if (facts.hasGenus())
         list.push_back(countFact("genus", "genus", facts.genus()));
-    list.push_back(realFact("area", "area", facts.area));
+    list.push_back(realFact("area", "area", facts.size.area));
     return list;
 }
 
 Facts describe(const qvGeom::BoundingBox& extent) {
-    float size[3];
-    for (int axis = 0; axis < 3; ++axis)
-        size[axis] = extent.max[axis] - extent.min[axis];
-    return {pointFact("min", "least x, y, z", extent.min),
-            pointFact("max", "greatest x, y, z", extent.max), pointFact("size", "size", size)};
+    const qvLinear::Point least = widen(extent.minPt());
+    const qvLinear::Point greatest = widen(extent.maxPt());
+    const qvLinear::Vector size = greatest - least;
+    return {pointFact("min", "least x, y, z", least),
+            pointFact("max", "greatest x, y, z", greatest),
+            pointFact("size", "size", {size.x, size.y, size.z})};
 }
 
 } // namespace qvmesh

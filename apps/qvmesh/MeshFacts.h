@@ -23,6 +23,7 @@ struct SizeFacts {
     int numTriangles = 0;
     int numUnusedVertices = 0;
     int numDegenerateTriangles = 0; // without area
+    double area = 0;                // may be beyond the range of floats
 
     explicit SizeFacts(const qvGeom::CompactMesh& mesh);
 };
@@ -51,7 +52,6 @@ struct MeshFacts {
     int numComponents = 0;
     std::vector<int> loopLengths; // of the boundary, longest first
     qvGeom::BoundingBox extent;
-    double area = 0;
 
     /// Finds all of it, as stages of `job` that take `share` of the whole.
     MeshFacts(const qvGeom::CompactMesh& mesh, Job& job, double share);

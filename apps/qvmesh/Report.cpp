@@ -65,11 +65,10 @@ Fact realFact(const char* key, const char* label, double value) {
     return {key, label, value, shortText(value), ""};
 }
 
-Fact pointFact(const char* key, const char* label, const float* xyz) {
+Fact pointFact(const char* key, const char* label, const qvLinear::Point& point) {
     char text[60];
-    std::snprintf(text, sizeof text, "%12.6g %12.6g %12.6g", static_cast<double>(xyz[0]),
-                  static_cast<double>(xyz[1]), static_cast<double>(xyz[2]));
-    return {key, label, {xyz[0], xyz[1], xyz[2]}, text, ""};
+    std::snprintf(text, sizeof text, "%12.6g %12.6g %12.6g", point.x, point.y, point.z);
+    return {key, label, {point.x, point.y, point.z}, text, ""};
 }
 
 Fact truthFact(const char* key, const char* label, bool truth) {

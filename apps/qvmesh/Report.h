@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "qvGeom/foundation/linear/Linear.h"
+
 namespace qvmesh {
 
 /// One thing found: its value, its name for programs, and both for people.
@@ -21,7 +23,7 @@ struct Fact {
 
 Fact countFact(const char* key, const char* label, std::int64_t count);
 Fact realFact(const char* key, const char* label, double value);
-Fact pointFact(const char* key, const char* label, const float* xyz);
+Fact pointFact(const char* key, const char* label, const qvLinear::Point& point);
 /// "yes" or "no".
 Fact truthFact(const char* key, const char* label, bool truth);
 

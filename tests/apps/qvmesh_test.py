@@ -155,6 +155,9 @@ def test_facts(folder):
               "area": 28, "min": [0, 0, -1], "max": [18, 9, 35], "size": [18, 9, 36]}
     found = facts("info", cube)
     same({key: found[key] for key in wanted}, wanted)
+    found = facts("info", cube_file(folder / "large.mesh", 6e38, -3e38))
+    check_close(found["area"], 6 * 6e38 ** 2, 1e-6)
+    check_close(found["size"][0], 6e38, 1e-6)
     text = run("info", cube).stdout.decode()
     check(re.search(r"\nunused vertices +1\n", text) and re.search(r"\ntotal +\d+\.\d\n", text), text)
 

@@ -68,11 +68,6 @@ private:
         Facts facts = {truthFact("hit", "on the mesh", found.triangle >= 0)};
         if (found.triangle >= 0) {
             const qvGeom::MeshTriangle& triangle = mesh.getTriangles()[found.triangle];
-            const qvLinear::PointFlt point =
-                qvLinear::narrow(found.evaluate(mesh.getVertices(), mesh.getTriangles()));
-            float weights[3];
-            for (int k = 0; k < 3; ++k)
-                weights[k] = qvLinear::narrow(found.w[k]);
             facts.push_back(countFact("triangle", "triangle", found.triangle));
             facts.push_back({"corners",
                              "its vertices",
@@ -80,8 +75,10 @@ private:
                              std::to_string(triangle[0]) + " " + std::to_string(triangle[1]) + " " +
                                  std::to_string(triangle[2]),
                              ""});
-            facts.push_back(pointFact("weights", "weights of these", weights));
-            facts.push_back(pointFact("point", "x, y, z", &point.x));
+            facts.push_back(
+                pointFact("weights", "weights of these", {found.w[0], found.w[1], found.w[2]}));
+            facts.push_back(pointFact("point", "x, y, z",
+                                      found.evaluate(mesh.getVertices(), mesh.getTriangles())));
         }
         job.report().add(facts);
     }
