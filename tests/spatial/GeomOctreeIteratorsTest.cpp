@@ -80,6 +80,10 @@ void checkWalk(Iterator& it, const Octree& octree, const Query& query, const Vec
             expected.push_back(leaf.leafIndex());
     }
     ASSERT_EQ(walk(it, query), expected);
+    std::vector<int> ofTemporary;
+    for (Iterator kept(octree, Query(query)); kept.valid(); kept.next())
+        ofTemporary.push_back(kept.get().leafIndex());
+    ASSERT_EQ(ofTemporary, expected);
 }
 
 TEST(OctreeIntersectIterators, meetWhatEveryLeafTestMeets) {
@@ -151,7 +155,7 @@ TEST(QuadtreeIntersectIt, visitsTheLeavesMetInOrder) {
     for (const int maxPoints : {3, 5000}) {
         const Quadtree quadtree(mesh.getNumVertices(), mesh.getVerticesRaw(), all, maxPoints);
         std::vector<QuadtreeIterator> leaves;
-        for (it.reset(quadtree, all); it.valid(); it.next())
+        for (it.reset(quadtree, BoundingBox(all)); it.valid(); it.next())
             leaves.push_back(it.get());
         ASSERT_EQ(static_cast<int>(leaves.size()), quadtree.getNumVoxels());
         RandomPoints point{around};

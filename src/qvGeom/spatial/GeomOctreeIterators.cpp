@@ -1,6 +1,8 @@
 #include "qvGeom/spatial/GeomOctreeIterators.h"
 
 #include <algorithm>
+#include <optional>
+#include <utility>
 
 #include "qvGeom/foundation/base/Reference.h"
 #include "qvGeom/foundation/geometry/Frustum.h"
@@ -67,6 +69,8 @@ public:
         this->start(directionOf(query));
     }
 
+    void reset(Query&& query) { reset(kept_.emplace(query)); }
+
     bool meetsBox(const BoundingBox& box) const { return meets(box, *query_); }
 
     unsigned childrenToVisit(const OctreeIterator& parent) const {
@@ -74,6 +78,7 @@ public:
     }
 
 private:
+    std::optional<Query> kept_; // a temporary
     const Query* query_ = nullptr;
 };
 
@@ -88,11 +93,21 @@ OctreeQueryIt<Query>::OctreeQueryIt(const Octree& octree, const Query& query)
 }
 
 template <class Query>
+OctreeQueryIt<Query>::OctreeQueryIt(const Octree& octree, Query&& query) : OctreeQueryIt(octree) {
+    reset(std::move(query));
+}
+
+template <class Query>
 OctreeQueryIt<Query>::~OctreeQueryIt() = default;
 
 template <class Query>
 void OctreeQueryIt<Query>::reset(const Query& query) {
     walk_->reset(query);
+}
+
+template <class Query>
+void OctreeQueryIt<Query>::reset(Query&& query) {
+    walk_->reset(std::move(query));
 }
 
 template <class Query>
@@ -226,6 +241,10 @@ QuadtreeIntersectIt::QuadtreeIntersectIt(const Quadtree& quadtree, const Boundin
     reset(quadtree, box);
 }
 
+QuadtreeIntersectIt::QuadtreeIntersectIt(const Quadtree& quadtree, BoundingBox&& box) : kept_(box) {
+    reset(quadtree, kept_);
+}
+
 QuadtreeIntersectIt::~QuadtreeIntersectIt() = default;
 
 void QuadtreeIntersectIt::reset(const Quadtree& quadtree, const BoundingBox& box) {
@@ -239,6 +258,11 @@ void QuadtreeIntersectIt::reset(const Quadtree& quadtree, const BoundingBox& box
     frames_[0] = {.node = root, .child = -1};
     if (!root.isLeaf())
         next();
+}
+
+void QuadtreeIntersectIt::reset(const Quadtree& quadtree, BoundingBox&& box) {
+    kept_ = box;
+    reset(quadtree, kept_);
 }
 
 QuadtreeIterator QuadtreeIntersectIt::get() const { return frames_[level_].node; }

@@ -6,8 +6,8 @@
 ///     for (OctreeBBoxIntersectIt it(octree, box); it.valid(); it.next())
 ///         use(it.get());
 ///
-/// Trees and queries are borrowed. `get` and `next` are for valid iterators only. Any number of
-/// iterators may walk one tree at the same time.
+/// Trees and queries are borrowed, but a temporary query is kept. `get` and `next` are for valid
+/// iterators only. Any number of iterators may walk one tree at the same time.
 #pragma once
 
 #include <memory>
@@ -41,11 +41,13 @@ public:
     /// Allocates all it will ever need; the iterator is to be reset before use.
     explicit OctreeQueryIt(const Octree& octree);
     OctreeQueryIt(const Octree& octree, const Query& query);
+    OctreeQueryIt(const Octree& octree, Query&& query);
     OctreeQueryIt(const OctreeQueryIt&) = delete;
     OctreeQueryIt& operator=(const OctreeQueryIt&) = delete;
     ~OctreeQueryIt();
 
     void reset(const Query& query);
+    void reset(Query&& query);
     bool valid() const;
     OctreeIterator get() const;
     void next();
@@ -111,11 +113,13 @@ public:
     /// An invalid one.
     QuadtreeIntersectIt();
     QuadtreeIntersectIt(const Quadtree& quadtree, const BoundingBox& box);
+    QuadtreeIntersectIt(const Quadtree& quadtree, BoundingBox&& box);
     QuadtreeIntersectIt(const QuadtreeIntersectIt&) = delete;
     QuadtreeIntersectIt& operator=(const QuadtreeIntersectIt&) = delete;
     ~QuadtreeIntersectIt();
 
     void reset(const Quadtree& quadtree, const BoundingBox& box);
+    void reset(const Quadtree& quadtree, BoundingBox&& box);
 
     bool valid() const { return level_ >= 0; }
 
@@ -129,6 +133,7 @@ private:
         int child = -1;
     };
 
+    BoundingBox kept_; // a temporary
     const BoundingBox* box_ = nullptr;
     std::vector<Frame> frames_; // one per level of the tree
     int level_ = -1;            // of the current leaf
