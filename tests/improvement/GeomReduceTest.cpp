@@ -283,7 +283,10 @@ TEST(MeshReduce, leavesAloneWhatItNeedNotTouch) {
     // Two fans that close around one vertex; tried, and refused.
     CompactMesh pinched = test::joined(test::grid(2, 2), test::grid(2, 2));
     std::replace(pinched.getTrianglesRaw(), pinched.getTrianglesRaw() + 48, 13, 4);
-    EXPECT_EQ(Reduction(pinched, Fraction, 0).notices, "");
+    pinched.getSelectedVertices() = test::selectionOf(pinched.getNumVertices(), {0});
+    const Reduction refused(pinched, Fraction, 0);
+    EXPECT_EQ(refused.notices, "");
+    EXPECT_EQ(refused.after.getSelectedVertices().size(), 0);
 }
 
 TEST(MeshReduce, stopsWhereItIsCancelledWithASoundMesh) {

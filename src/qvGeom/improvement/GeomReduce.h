@@ -25,9 +25,9 @@ class CompactMesh;
 /// A vertex goes when a single fan of triangles, wound alike, closes around it; the hole is filled
 /// with triangles between its neighbours. Boundaries, non-manifold places and unused vertices stay,
 /// no vertex moves, and components, boundary loops and genus stay as they are. Vertices keep their
-/// order; lines that lose a vertex, strips, fans and triangle normals are dropped, and so is the
-/// selection. One Topology notice at the end carries the map of the vertices; none is sent when
-/// nothing was written back.
+/// order; lines that lose a vertex, strips, fans and triangle normals are dropped. The selection is
+/// dropped as soon as vertices are tried, even if all of them stay. One Topology notice at the end
+/// carries the map of the vertices; none is sent when nothing was written back.
 ///
 /// The position of every removed vertex is appended to `removed`, in order of removal. Vertices go
 /// by tens of thousands at a time; where too many of a group refuse, the group is done again
