@@ -2,6 +2,7 @@
 // and how far that is from where it was. Returns 0 when the result is small and close, on a model
 // of length 1.
 #include <cmath>
+#include <cstddef>
 #include <cstdio>
 #include <numeric>
 #include <vector>
@@ -19,6 +20,7 @@
 // The mesh as an STL file would have it.
 static qvGeom::CompactMesh soupOf(const qvGeom::CompactMesh& mesh) {
     std::vector<qvGeom::MeshVertex> corners;
+    corners.reserve(3 * static_cast<std::size_t>(mesh.getNumTriangles()));
     for (int i = 0; i < 3 * mesh.getNumTriangles(); ++i)
         corners.push_back(mesh.getVertices()[mesh.getTrianglesRaw()[i]]);
     std::vector<int> indices(corners.size());

@@ -24,7 +24,6 @@ namespace qvmesh {
 namespace {
 
 using qvGeom::CompactMesh;
-using qvLinear::Point;
 
 constexpr Colour kClay = {226, 214, 196};
 constexpr Colour kBorder = {214, 40, 40};

@@ -38,27 +38,31 @@ public:
     CornerNormals(const CompactMesh& mesh, SurfacePicture::Shading shading) {
         const int numTriangles = mesh.getNumTriangles();
         std::vector<Vector> areas;
+        areas.reserve(static_cast<std::size_t>(numTriangles));
         for (int t = 0; t < numTriangles; ++t)
             areas.push_back(areaVector(mesh, t));
+        normals_.reserve(3 * areas.size());
         if (shading == SurfacePicture::Shading::Flat) {
-            for (int i = 0; i < 3 * numTriangles; ++i)
-                normals_.push_back(areas[static_cast<std::size_t>(i / 3)]);
+            for (const Vector& area : areas)
+                normals_.insert(normals_.end(), 3, area);
             return;
         }
         qvGeom::MeshAdjTris adjTris;
         qvGeom::meshAdjTris(mesh, adjTris);
         const double leastCosine = std::cos(qvLinear::toRadians(kSharpest));
-        for (int i = 0; i < 3 * numTriangles; ++i) {
-            const int v = mesh.getTriangles()[i / 3][i % 3];
-            const Vector own = areas[static_cast<std::size_t>(i / 3)];
-            Vector sum = own;
-            for (const int* t = adjTris.begin(v); t != adjTris.end(v); ++t) {
-                const Vector other = areas[static_cast<std::size_t>(*t)];
-                if (*t != i / 3 && dot(own, other) >= leastCosine * own.length() * other.length())
-                    sum += other;
+        for (int t = 0; t < numTriangles; ++t) {
+            const Vector own = areas[static_cast<std::size_t>(t)];
+            for (const int v : mesh.getTriangles()[t].v) {
+                Vector sum = own;
+                for (const int* near = adjTris.begin(v); near != adjTris.end(v); ++near) {
+                    const Vector other = areas[static_cast<std::size_t>(*near)];
+                    if (*near != t &&
+                        dot(own, other) >= leastCosine * own.length() * other.length())
+                        sum += other;
+                }
+                sum.normalize();
+                normals_.push_back(sum);
             }
-            sum.normalize();
-            normals_.push_back(sum);
         }
     }
 
