@@ -76,8 +76,6 @@ TEST(Boundary, agreesWithThePlainWalkOnAnyMesh) {
 
 TEST(MeshComputeBoundary, givesLoopsFromTheirLowestVertex) {
     EXPECT_EQ(loopsOf(test::grid(2, 1)), (Loops{{0, 1, 2, 5, 4, 3}}));
-    EXPECT_EQ(loopsOf(test::closedFan(4)), (Loops{{1, 2, 3, 4}}));
-    EXPECT_EQ(loopsOf(test::sphere(2, 4)), Loops());
     EXPECT_EQ(loopsOf(test::bowTie()), (Loops{{0, 1, 2}, {3, 4}})); // which meets the first
 }
 

@@ -281,10 +281,8 @@ TEST(DeleteVertex, leavesOneFaceAndAllOtherEdges) {
         }
         link.erase(v);
         const Face ring(link.begin(), link.end());
-        const bool isTwofold = std::any_of(faces.begin(), faces.end(), [&](Face face) {
-            std::sort(face.begin(), face.end());
-            return face == ring && ring.size() == 3;
-        });
+        const bool isTwofold = ring.size() == 3 && (faces.contains(ring) ||
+                                                    faces.contains({ring[0], ring[2], ring[1]}));
         const bool isSound = numAcross > 2 && ring.size() == numAcross && !isTwofold;
         const bool wasSurface = isSurface(mesh);
         const bool isInside = !mesh.vertexOnBoundary(v);
@@ -317,15 +315,16 @@ TEST(Subdivide, cutsFacesAndEdges) {
         const int middle = mesh.splitEdge(e, kPoint);
         EXPECT_EQ(middle >= 0, t < 0 || behind.size() == 3);
         const int m = middle >= 0 ? middle : mesh.subdivideEdge(e, kPoint);
-        if (middle >= 0)
-            replace(faces, around[0], {{ring[0], m, hub}, {m, ring[1], hub}});
-        else
-            replace(faces, around[0], {{ring[0], m, ring[1], hub}});
-        if (t >= 0 && middle >= 0)
-            replace(faces, behind, {{ring[1], m, behind[2]}, {m, ring[0], behind[2]}});
-        Face larger = behind;
-        if (larger.insert(larger.begin() + (t >= 0), m); middle < 0)
-            replace(faces, behind, {larger});
+        for (Face face : {around[0], behind}) {
+            const Face uncut = face;
+            if (uncut.empty())
+                break; // there is none behind
+            face.insert(face.begin() + 1, m);
+            if (middle >= 0)
+                replace(faces, uncut, {{face[0], m, face[3]}, {m, face[2], face[3]}});
+            else
+                replace(faces, uncut, {face});
+        }
         EXPECT_EQ(facesOf(mesh), faces);
         EXPECT_EQ(mesh.edgeTwin(e) < 0, t < 0);
         return true;
