@@ -4,7 +4,7 @@
 #include <array>
 #include <cmath>
 #include <gtest/gtest.h>
-#include <map>
+#include <numeric>
 #include <random>
 #include <set>
 #include <string>
@@ -13,25 +13,21 @@
 #include <vector>
 
 #include "qvGeom/editing/GeomConvertRep.h"
-#include "qvGeom/foundation/cache/MeshCache.h"
 #include "qvGeom/foundation/geometry/MeshCoord.h"
 #include "qvGeom/foundation/linear/Linear.h"
-#include "qvGeom/improvement/GeomEdgeSwap.h"
-#include "qvGeom/planar/GeomPlaneFit.h"
 #include "qvGeom/spatial/GeomClosestPoint.h"
-#include "qvGeom/topology/GeomAdjacency.h"
 
+#include "support/Adjacency.h"
 #include "support/CancelAfter.h"
 #include "support/HeardNotices.h"
-#include "support/MeshBuilders.h"
 #include "support/MeshFiles.h"
 #include "support/ScopedThreadCount.h"
 #include "support/Topology.h"
+#include "support/Trees.h"
 
 namespace {
 
 using qvGeom::CompactMesh;
-using qvGeom::TopoMesh;
 using qvLinear::Point;
 
 enum Goal { Fraction, Tolerance };
@@ -86,6 +82,31 @@ struct Reduction {
         EXPECT_EQ(notices, numKept < before.getNumVertices() ? "Topology remapped;" : "");
     }
 
+    /// How far each removed point is from the result.
+    std::vector<double> distances() const {
+        const test::IndexedMesh indexed(after);
+        qvGeom::MeshClosestPoint closest(indexed.mesh, indexed.octree, indexed.tris);
+        qvGeom::MeshCoord coord;
+        std::vector<double> all;
+        for (const Point& p : removed)
+            all.push_back(closest.find(p, coord));
+        return all;
+    }
+
+    /// The share of triangles that are less than a twelfth as high as wide.
+    double shareOfThin() const {
+        double numThin = 0;
+        for (int t = 0; t < after.getNumTriangles(); ++t) {
+            std::array<Point, 3> p;
+            std::transform(after.getTriangles()[t].v, after.getTriangles()[t].v + 3, p.begin(),
+                           [this](int v) { return qvLinear::widen(after.getVertices()[v]); });
+            const double width2 =
+                std::max({distance2(p[0], p[1]), distance2(p[1], p[2]), distance2(p[2], p[0])});
+            numThin += 12 * cross(p[1] - p[0], p[2] - p[0]).length() < width2;
+        }
+        return numThin / after.getNumTriangles();
+    }
+
     CompactMesh before, after;
     test::CancelAfter cancel;
     std::vector<Point> removed;
@@ -95,10 +116,16 @@ struct Reduction {
 };
 
 TEST(MeshReduce, keepsTopologyAndDistanceOfRealMeshes) {
-    for (const char* file : {"elephant.mesh", "mannequin.mesh", "masks_holes.mesh",
-                             "lion_holes.mesh", "patella.mesh", "terrain.mesh"}) {
+    // How far what is removed is from a tenth of the mesh in the mean, by the diagonal.
+    const std::pair<const char*, double> cases[] = {
+        {"elephant.mesh", 5e-4},   {"mannequin.mesh", 1.5e-3}, {"masks_holes.mesh", 2.1e-3},
+        {"lion_holes.mesh", 2e-3}, {"patella.mesh", 5e-3},     {"terrain.mesh", 9e-4}};
+    for (const auto& [file, meanDistance] : cases) {
         SCOPED_TRACE(file);
         const CompactMesh mesh = test::readMeshFile(file);
+        qvLinear::Range3d box;
+        mesh.getBoundingBox(box);
+        const double diagonal = distance(box.min, box.max);
         for (const double fraction : {0.5, 0.1, 0.02}) {
             SCOPED_TRACE(fraction);
             const Reduction reduction(mesh, Fraction, fraction);
@@ -108,22 +135,21 @@ TEST(MeshReduce, keepsTopologyAndDistanceOfRealMeshes) {
             if (fraction == 0.5) { // it may end when one more iteration would do
                 EXPECT_LE(reduction.after.getNumVertices(), 1.01 * target);
             }
+            if (fraction == 0.1) {
+                const std::vector<double> distances = reduction.distances();
+                const double sum = std::accumulate(distances.begin(), distances.end(), 0.0);
+                EXPECT_LE(sum, static_cast<double>(distances.size()) * meanDistance * diagonal);
+                EXPECT_LE(reduction.shareOfThin(), 0.015);
+            }
         }
-        qvLinear::Range3d box;
-        mesh.getBoundingBox(box);
         for (const double share : {2e-4, 1e-3, 1e-2}) {
             SCOPED_TRACE(share);
-            const double tolerance = share * distance(box.min, box.max);
+            const double tolerance = share * diagonal;
             const Reduction reduction(mesh, Tolerance, tolerance);
             reduction.check();
             EXPECT_LE(reduction.deviation, tolerance);
-            qvGeom::SimpleMeshCache cache;
-            const auto octree = cache.getOctree(reduction.after, 16);
-            const auto octreeTris = cache.getOctreeTris(reduction.after);
-            qvGeom::MeshClosestPoint closest(reduction.after, *octree, *octreeTris);
-            qvGeom::MeshCoord coord;
-            for (const Point& p : reduction.removed)
-                ASSERT_LE(closest.find(p, coord), reduction.deviation);
+            for (const double d : reduction.distances())
+                ASSERT_LE(d, reduction.deviation);
         }
     }
 }
@@ -133,8 +159,7 @@ CompactMesh roughSphere(unsigned seed, int numTurns) {
     CompactMesh mesh = test::sphere(11, 14);
     for (int v = 0; v < mesh.getNumVertices(); ++v)
         mesh.getVertices()[v].z += 0.1F * std::sin(7 * mesh.getVertices()[v].x);
-    qvGeom::MeshAdjTris adjTris;
-    meshAdjTris(mesh, adjTris);
+    const qvGeom::MeshAdjTris adjTris = test::adjTrisOf(mesh);
     qvGeom::MeshModifyRep rep(mesh, adjTris);
     std::mt19937 random(seed);
     for (int turn = 0; turn < numTurns; ++turn)
@@ -144,108 +169,19 @@ CompactMesh roughSphere(unsigned seed, int numTurns) {
     return mesh;
 }
 
-/// The flattest vertices amid a fan of triangles, none of them beside another.
-std::set<int> verticesOfOnePass(const CompactMesh& mesh, const qvGeom::MeshAdjTris& adjTris,
-                                int numLeft) {
-    qvGeom::MeshAdjVertices adjVertices;
-    meshAdjVertices(mesh, adjTris, adjVertices);
-    const auto neighboursOf = [&](int v) {
-        return std::vector(adjVertices.getVertices(v),
-                           adjVertices.getVertices(v) + adjVertices.getCount(v));
-    };
-    std::multimap<double, int> byFlatness;
-    for (int v = 0; v < mesh.getNumVertices(); ++v) {
-        std::vector<int> around = neighboursOf(v);
-        around.push_back(v);
-        std::vector<Point> points;
-        for (const int u : around) {
-            const auto [x, y, z] = test::positionOf(mesh, u);
-            points.push_back({x, y, z});
-        }
-        qvLinear::Plane plane;
-        qvGeom::fit(static_cast<int>(points.size()), points.data(), plane);
-        double flatness = 0;
-        for (const Point& p : points)
-            flatness = std::max(flatness, std::abs(plane.eval(p)));
-        byFlatness.emplace(flatness, v);
-    }
-    std::set<int> chosen;
-    for (const auto& [flatness, v] : byFlatness) {
-        const std::vector<int> around = neighboursOf(v);
-        if (mesh.getNumVertices() - std::ssize(chosen) > numLeft &&
-            std::ssize(around) == adjTris.setSize(v) &&
-            std::none_of(around.begin(), around.end(), [&](int u) { return chosen.contains(u); }))
-            chosen.insert(v);
-    }
-    return chosen;
-}
-
-/// Turns edges away from a vertex until three are left, and the others again where that is better.
-bool remove(qvGeom::MeshModifyRep& rep, int v) {
-    TopoMesh& topo = rep.getTopoMesh();
-    const qvGeom::TopoMeshVertex t = rep.getTopoMeshVertex(v);
-    std::vector<int> around = {topo.vertexEdge(t.id)};
-    int valence = t.valence();
-    while (static_cast<int>(around.size()) < valence)
-        around.push_back(topo.edgeTwin(topo.edgePrev(around.back())));
-    qvGeom::MeshEdgeSwapper swapper;
-    std::vector<int> reduced;
-    for (auto e = around.begin(); valence > 3 && e != around.end(); ++e) {
-        bool veto = false;
-        swapper.preventFoldover({&topo, *e}, veto);
-        if (!veto && topo.swapEdge(*e)) {
-            reduced.push_back(*e);
-            --valence;
-        }
-    }
-    if (valence > 3 || topo.deleteVertex(t).isNull()) {
-        while (!reduced.empty()) {
-            topo.swapEdge(reduced.back());
-            reduced.pop_back();
-        }
-        return false;
-    }
-    rep.removeVertex(t);
-    for (int round = 0; round < 10; ++round) {
-        for (const int e : reduced) {
-            bool veto = false;
-            swapper.minimizeOppositeAngleSum({&topo, e}, veto);
-            if (!veto)
-                topo.swapEdge(e);
-        }
-    }
-    return true;
-}
-
-// One pass done to the letter in a half-edge mesh, written back if two thirds could be removed.
-TEST(MeshReduce, removesWhatHalfEdgeOperationsWould) {
-    const CompactMesh tetrahedron =
-        test::meshOf({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 0.1F}},
-                     {{{0, 2, 1}}, {{0, 1, 3}}, {{1, 2, 3}}, {{2, 0, 3}}});
-    int numWritten = 0;
-    for (unsigned seed = 0; seed < 60; ++seed) {
+TEST(MeshReduce, isSoundAndTheSameOnAllThreadCounts) {
+    for (unsigned seed = 0; seed < 24; ++seed) {
         SCOPED_TRACE(seed);
-        const test::ScopedThreadCount pool(static_cast<int>(seed % 3) + 1);
-        CompactMesh mesh = roughSphere(seed, 10 * static_cast<int>(seed % 12));
-        for (unsigned refused = 0; refused < seed % 40; ++refused)
-            mesh = test::joined(mesh, tetrahedron);
-        // Fewer than 100 removals: first asked whether to go on after the chunk.
-        const Reduction reduction(mesh, Fraction, 0.3, 0);
-        CompactMesh literal = mesh;
-        qvGeom::MeshAdjTris adjTris;
-        meshAdjTris(mesh, adjTris);
-        const auto chosen =
-            verticesOfOnePass(mesh, adjTris, static_cast<int>(0.3 * mesh.getNumVertices()));
-        qvGeom::MeshModifyRep rep(literal, adjTris);
-        const auto numRemoved =
-            std::count_if(chosen.begin(), chosen.end(), [&](int v) { return remove(rep, v); });
-        qvGeom::Array<int> remap;
-        if (numRemoved > 0 && std::ssize(chosen) <= 3 * numRemoved / 2)
-            rep.merge(remap, nullptr);
-        EXPECT_EQ(trianglesOf(reduction.after), trianglesOf(literal));
-        numWritten += !reduction.notices.empty();
+        const CompactMesh mesh = roughSphere(seed, 10 * static_cast<int>(seed % 12));
+        std::set<std::vector<std::array<int, 3>>> results;
+        for (const int threads : {1, 2, 3}) {
+            const test::ScopedThreadCount pool(threads);
+            const Reduction reduction(mesh, Fraction, 0.3);
+            reduction.check();
+            results.insert(trianglesOf(reduction.after));
+        }
+        EXPECT_EQ(results.size(), 1U);
     }
-    EXPECT_TRUE(numWritten > 20 && numWritten < 50);
 }
 
 // Catches an order of equally flat vertices that leaves those which cannot be removed, and two

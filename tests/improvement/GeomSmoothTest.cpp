@@ -9,15 +9,12 @@
 #include <tuple>
 #include <vector>
 
-#include "qvGeom/foundation/geometry/CompactMesh.h"
-#include "qvGeom/foundation/geometry/MeshAdjTris.h"
 #include "qvGeom/foundation/geometry/MeshAdjVertices.h"
 #include "qvGeom/foundation/linear/Linear.h"
-#include "qvGeom/topology/GeomAdjacency.h"
 
+#include "support/Adjacency.h"
 #include "support/CancelAfter.h"
 #include "support/HeardNotices.h"
-#include "support/MeshBuilders.h"
 #include "support/MeshFiles.h"
 #include "support/ScopedThreadCount.h"
 
@@ -28,10 +25,8 @@ using qvGeom::MeshAdjVertices;
 using qvGeom::MeshVertex;
 
 MeshAdjVertices adjacencyOf(const CompactMesh& mesh) {
-    qvGeom::MeshAdjTris adjTris;
     MeshAdjVertices adjVertices;
-    meshAdjTris(mesh, adjTris);
-    meshAdjVertices(mesh, adjTris, adjVertices);
+    meshAdjVertices(mesh, test::adjTrisOf(mesh), adjVertices);
     return adjVertices;
 }
 
@@ -56,8 +51,8 @@ std::span<const int> neighboursOf(const MeshAdjVertices& adj, int v) {
 MeshVertex plainLaplacian(const CompactMesh& mesh, const MeshAdjVertices& adj, int v) {
     MeshVertex sum = {0, 0, 0};
     for (const int u : neighboursOf(adj, v)) {
-        const MeshVertex& p = mesh.getVertices()[u];
-        sum = {sum.x + p.x, sum.y + p.y, sum.z + p.z};
+        const auto [x, y, z] = mesh.getVertices()[u];
+        sum = {sum.x + x, sum.y + y, sum.z + z};
     }
     const auto k = static_cast<float>(adj.getCount(v));
     return {sum.x / k, sum.y / k, sum.z / k};
@@ -65,12 +60,9 @@ MeshVertex plainLaplacian(const CompactMesh& mesh, const MeshAdjVertices& adj, i
 
 MeshVertex plainBilateral(const CompactMesh& mesh, const MeshAdjVertices& adj, int v,
                           double sigma) {
-    const auto at = [&mesh](int u) {
-        const MeshVertex& p = mesh.getVertices()[u];
-        return qvLinear::Point{p.x, p.y, p.z};
-    };
-    const qvGeom::MeshNormal& stored = mesh.getNormals()[v];
-    const qvLinear::Vector normal{stored.x, stored.y, stored.z};
+    const auto at = [&mesh](int u) { return qvLinear::widen(mesh.getVertices()[u]); };
+    const auto [x, y, z] = mesh.getNormals()[v];
+    const qvLinear::Vector normal{x, y, z};
     const double length = normal.length();
     std::set<int> seen{v};
     std::vector<int> stack{v}, found;
@@ -83,22 +75,20 @@ MeshVertex plainBilateral(const CompactMesh& mesh, const MeshAdjVertices& adj, i
         }
     }
     found.erase(found.begin());
-    std::vector<double> heights;
+    const auto heightOf = [&](int u) { return dot(at(u) - at(v), normal / length); };
     double sum = 0, variance = 0, weights = 0, weighted = 0;
-    for (const int u : found) {
-        heights.push_back(dot(at(u) - at(v), normal / length));
-        sum += heights.back();
-    }
+    for (const int u : found)
+        sum += heightOf(u);
     const double share = 1 / static_cast<double>(found.size());
-    for (const double h : heights)
-        variance += (h - sum * share) * (h - sum * share);
+    for (const int u : found)
+        variance += (heightOf(u) - sum * share) * (heightOf(u) - sum * share);
     variance *= share;
-    for (std::size_t i = 0; i < found.size(); ++i) {
-        const double w =
-            std::exp(-distance2(at(found[i]), at(v)) * (1 / ((sigma + sigma) * sigma))) *
-            std::exp(-heights[i] * heights[i] * (1 / (variance + variance)));
+    for (const int u : found) {
+        const double h = heightOf(u);
+        const double w = std::exp(-distance2(at(u), at(v)) * (1 / ((sigma + sigma) * sigma))) *
+                         std::exp(-h * h * (1 / (variance + variance)));
         weights += w;
-        weighted += heights[i] * w;
+        weighted += h * w;
     }
     if (found.empty() || length == 0 || variance < 1e-12 || weights < 1e-12)
         return mesh.getVertices()[v];

@@ -145,10 +145,7 @@ TEST(ReparameterizeMesh, tellsWhatItDoesAndRefusesWithoutChange) {
     doubled.getTriangles()[1] = {{1, 4, 1}};
     const std::tuple<CompactMesh, const char*, const char*, bool> cases[] = {
         {test::grid(1, 1),
-         "prepareMesh: numBoundaries o = 1, c = 1\n"
-         "getMeshGenus: numBoundaries 1 \ngetMeshGenus: numBoundaryEdges 4 \n"
-         "getMeshGenus: numVertices 4 \ngetMeshGenus: numTriangles 2 \n"
-         "getMeshGenus: numEdges 5 \ngetMeshGenus: chi = 1 + 4 + 2 - 5 = 2 \n"
+         "getMeshGenus: chi = 1 + 4 + 2 - 5 = 2 \n"
          "getMeshGenus: genus = ( 2 - 2 ) / 2 = 0 \n- - - MeshReparameterize: genus = 0\n"
          "Parameterization: calculated planeNormal is good.  Using orthogonal component.\n"
          "Parameterization: CG finished, code = 1\n",
@@ -203,25 +200,20 @@ TEST(ReparameterizeMesh, canBeRepeatedAndCancelled) {
     }
 }
 
-TEST(ReparameterizeMesh, findsAndOrdersBoundaries) {
+TEST(ReparameterizeMesh, refusesBoundariesThatDoNotClose) {
     const test::CapturedOutput output;
     std::vector<reparameterizeMesh::BoundaryLoop> loops;
     std::vector<reparameterizeMesh::unsortedEdge> edges;
-    CompactMesh mesh = test::without(test::grid(12, 9), 60, 8);
-    reparameterizeMesh holed(mesh);
-    EXPECT_TRUE(holed.findBoundaryEdges(edges) && holed.orderBoundaries(edges, loops));
-    EXPECT_EQ(loops.size(), 2U);
-    EXPECT_EQ(loops[0].size() + loops[1].size(), edges.size());
-
-    mesh = test::grid(1, 1);
+    CompactMesh mesh = test::grid(1, 1);
     std::swap(mesh.getTriangles()[1][0], mesh.getTriangles()[1][1]);
     EXPECT_FALSE(reparameterizeMesh(mesh).findBoundaryEdges(edges));
     mesh.resizeTriangleArray(3);
     mesh.getTriangles()[2] = mesh.getTriangles()[1];
     EXPECT_FALSE(reparameterizeMesh(mesh).findBoundaryEdges(edges));
-    EXPECT_FALSE(holed.orderBoundaries({{4, 5}, {0, 1}, {5, 6}, {1, 2}, {6, 4}}, loops));
-    EXPECT_EQ(loops.size(), 3U);
-    EXPECT_FALSE(holed.orderBoundaries({{4, 5}, {5, 4}}, loops));
+    const reparameterizeMesh orders(mesh);
+    EXPECT_FALSE(orders.orderBoundaries({{4, 5}, {0, 1}, {5, 6}, {1, 2}, {6, 4}}, loops));
+    EXPECT_EQ(loops.size(), 1U);
+    EXPECT_FALSE(orders.orderBoundaries({{4, 5}, {5, 4}}, loops));
     EXPECT_EQ(output.info(), "Invalid mesh, reverse wound triangle 0 (0,1,3) \n"
                              "Invalid mesh, non-manifold triangle 0 (0,1,3) \n"
                              "Found an un-closed boundary, mesh not changed. \n"
