@@ -23,7 +23,6 @@ struct Grid {
         mesh.allocTriangleNormalArray();
         mesh.resizeLineArray(2);
         mesh.resizeLineStripArrays(2, 5);
-        mesh.resizeTriStripArrays(1, 3);
         std::ranges::copy(std::array{11, 12, 20, 24}, mesh.getLines());
         std::ranges::copy(std::array{12, 13, 24, 0, 20}, mesh.getLineStripPoints());
         std::ranges::copy(std::array{2, 3}, mesh.getLineStripLengths());
@@ -84,7 +83,7 @@ TEST(MeshModifyRep, writesBackADeletedVertexWithAllThatBelongsToIt) {
     ASSERT_TRUE(mesh.getNumLines() == 1 && mesh.getNumLineStripPoints() == 3);
     EXPECT_TRUE(mesh.getLines()[1] == 23 && mesh.getLineStripPoints()[0] == 23);
     EXPECT_EQ(mesh.getTriangleNormals(), nullptr);
-    EXPECT_EQ(mesh.getNumTriStrips() + mesh.getSelectedTriangles().size(), 0);
+    EXPECT_EQ(mesh.getSelectedTriangles().size(), 0);
 }
 
 // Catches a restored triangle that begins with another corner, and a kept vertex taken for deleted.

@@ -26,19 +26,6 @@ std::vector<int> randomOrder(int count, std::mt19937& random) {
     return order;
 }
 
-CompactMesh fan(int triangles, bool closed) {
-    const int rim = closed ? triangles : triangles + 1;
-    std::vector<MeshVertex> vertices{{0, 0, 0}};
-    std::vector<MeshTriangle> corners;
-    for (int i = 0; i < rim; ++i) {
-        const double angle = 2 * std::numbers::pi * i / (closed ? rim : rim + 1);
-        vertices.push_back(vertexAt(std::cos(angle), std::sin(angle), 0));
-    }
-    for (int t = 0; t < triangles; ++t)
-        corners.push_back({{0, t + 1, (t + 1) % rim + 1}});
-    return meshOf(vertices, corners);
-}
-
 } // namespace
 
 CompactMesh meshOf(const std::vector<MeshVertex>& vertices,
@@ -84,9 +71,18 @@ CompactMesh wavySurface(int triangles) {
     return mesh;
 }
 
-CompactMesh closedFan(int triangles) { return fan(triangles, true); }
+CompactMesh closedFan(int triangles) {
+    std::vector<MeshVertex> vertices{{0, 0, 0}};
+    std::vector<MeshTriangle> corners;
+    for (int t = 0; t < triangles; ++t) {
+        const double angle = 2 * std::numbers::pi * t / triangles;
+        vertices.push_back(vertexAt(std::cos(angle), std::sin(angle), 0));
+        corners.push_back({{0, t + 1, (t + 1) % triangles + 1}});
+    }
+    return meshOf(vertices, corners);
+}
 
-CompactMesh openFan(int triangles) { return fan(triangles, false); }
+CompactMesh openFan(int triangles) { return without(closedFan(triangles + 1), triangles, 1); }
 
 CompactMesh strip(int triangles) {
     std::vector<MeshVertex> vertices;

@@ -63,16 +63,6 @@ TEST(CompactMesh, copyAssignAndSwapMoveDataButNotListeners) {
     EXPECT_EQ(numTrianglesAtDeath, 2);
 }
 
-TEST(CompactMesh, derivesLineStripStartsAnewWhenAsked) {
-    CompactMesh mesh;
-    mesh.resizeLineStripArrays(3, 7);
-    std::ranges::copy(std::array{2, 4, 1}, mesh.getLineStripLengths());
-    EXPECT_EQ(mesh.getLineStripStarts()[2], 6);
-    mesh.getLineStripLengths()[1] = 3;
-    mesh.clearLineStripStarts();
-    EXPECT_EQ(mesh.getLineStripStarts()[2], 5);
-}
-
 TEST(PointMesh, keepsNamedAttributesApart) {
     PointMesh mesh;
     EXPECT_EQ(mesh.allocAttributes(PointMesh::NormalsName, 3), nullptr);
