@@ -1,6 +1,5 @@
-// From a soup, in which every triangle has three vertices of its own, to a tenth of the vertices,
-// and how far that is from where it was. Returns 0 when the result is small and close, on a model
-// of length 1.
+// From a soup, whose triangles share no vertices, to a tenth of the vertices, and how far that is
+// from where it was. Returns 0 when the result is small and close, on a model of length 1.
 #include <cmath>
 #include <cstddef>
 #include <cstdio>
@@ -19,12 +18,11 @@
 
 // The mesh as an STL file would have it.
 static qvGeom::CompactMesh soupOf(const qvGeom::CompactMesh& mesh) {
-    std::vector<qvGeom::MeshVertex> corners;
-    corners.reserve(3 * static_cast<std::size_t>(mesh.getNumTriangles()));
-    for (int i = 0; i < 3 * mesh.getNumTriangles(); ++i)
-        corners.push_back(mesh.getVertices()[mesh.getTrianglesRaw()[i]]);
-    std::vector<int> indices(corners.size());
+    std::vector<int> indices(3 * static_cast<std::size_t>(mesh.getNumTriangles()));
     std::iota(indices.begin(), indices.end(), 0);
+    std::vector<qvGeom::MeshVertex> corners(indices.size());
+    for (const int i : indices)
+        corners[i] = mesh.getVertices()[mesh.getTrianglesRaw()[i]];
     qvGeom::CompactMesh soup(static_cast<int>(corners.size()), corners.data(), {}, {}, {});
     soup.copyTriangles(mesh.getNumTriangles(), indices.data());
     return soup;
