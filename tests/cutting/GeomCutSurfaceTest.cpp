@@ -9,8 +9,6 @@
 #include <utility>
 #include <vector>
 
-#include "qvGeom/foundation/geometry/CompactMesh.h"
-
 #include "support/HeardNotices.h"
 #include "support/MeshBuilders.h"
 #include "support/MeshFiles.h"
@@ -46,13 +44,11 @@ std::vector<Surface> surfaces() {
     std::fill_n(nowhere.getVertices(), 4, qvGeom::MeshVertex{NAN, NAN, NAN});
     const CompactMesh torus = test::torus(40, 20);
     return {{"disk", test::grid(3, 2), 0.0},
-            {"triangle", triangle, 0.0},
             {"tetrahedron", tetrahedron, 2.5},
             {"two-sided triangle", twoSided, 2.5},
             {"sphere", test::sphere(16, 24), 3.3},
             {"points only at NaN", nowhere, NAN},
             // Round the tube at the inside, 2 pi, and round the hole there, 2 pi.
-            {"torus", torus, 13.0},
             {"shuffled torus", test::shuffled(torus, 3), 13.0},
             {"torus with a hole", test::without(torus, 6, 2), 19.0},
             {"annulus", test::without(test::grid(5, 5), 24, 2), 2.5},
@@ -121,10 +117,8 @@ TEST(CutSurface, refusesWhatCannotBecomeADisk) {
     repeated.getTriangles()[0].v[0] = repeated.getTriangles()[0].v[1];
     const std::pair<const char*, CompactMesh> cases[] = {
         {"nothing", CompactMesh()},
-        {"vertices only", test::pointsAlongX(3)},
         {"two components", test::joined(test::torus(8, 6), disk)},
-        {"two fans at a vertex", test::bowTie()},
-        {"the same in one piece", pinched},
+        {"two fans at a vertex", pinched},
         {"four at an edge", doubled},
         {"Moebius strip", moebius},
         {"one wound against the others", reversed},

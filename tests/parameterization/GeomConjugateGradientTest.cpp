@@ -3,7 +3,6 @@
 #include <cmath>
 #include <gtest/gtest.h>
 #include <random>
-#include <sstream>
 #include <tuple>
 #include <vector>
 
@@ -90,35 +89,6 @@ TEST(ConjugateGradient, agreesWithDenseProducts) {
             }
         }
     }
-}
-
-// Rows may be multiplied in another form, but to the same bits, also where zero meets infinity.
-TEST(ConjugateGradient, stepsAsPlainProductsSay) {
-    std::mt19937 random(4);
-    for (const int n : {40, 41}) {
-        ConjugateGradient solver(n);
-        SparseMatrix points(20); // on whose two rows a system acts alike, but for one
-        fillDefinite(points, random, 9.0);
-        for (int i = 0; i < points.size(); ++i) {
-            for (const auto& [j, value] : points.row(i))
-                fill(solver.A(), {{2 * i, 2 * j, value},
-                                  {2 * i + 1, 2 * j + 1, value},
-                                  {2 * i, 2 * j + 1, j == 7 ? value : 0.0}});
-        }
-        const NVector b = sines(n);
-        NVector image(n);
-        solver.A().getMatrixTimesVector(b, image);
-        NVector expected(n);
-        expected.setToVectorPlusScalarTimesVector(expected, b.dot(b) / b.dot(image), b);
-        solver.initialize(b, NVector(n));
-        solver.iterate(0.0, 0.0);
-        for (int i = 0; i < n; ++i)
-            EXPECT_EQ(solver.x()[i], expected[i]);
-    }
-    ConjugateGradient solver(2);
-    fill(solver.A(), {{0, 0, 1.0}, {0, 1, 0.0}});
-    solver.initialize(NVector(2), vectorOf({1.0, HUGE_VAL}));
-    EXPECT_TRUE(std::isnan(solver.getResidualNormSquared()));
 }
 
 // The entries, the right side and the limit of a breakdown give a status, iterations and x.
@@ -245,18 +215,6 @@ TEST(SparseMatrix, keepsTheOrderOfEntries) {
     EXPECT_EQ(turned.getElement(100, 3), 100.5);
     const NVector ones = vectorOf(std::vector<double>(200, 1.0));
     EXPECT_EQ(matrix.vectorDotMatrixTimesVector(ones, ones), 199 * 100 + 0.5);
-}
-
-TEST(SparseMatrix, printsZerosToo) {
-    SparseMatrix matrix(2);
-    fill(matrix, {{0, 1, -0.5}, {1, 1, 123.0}});
-    std::ostringstream text;
-    text << matrix << vectorOf({1.5, -2.0});
-    EXPECT_EQ(text.str(), "SparseMatrix{\n"
-                          "  0.0000000000 -0.5000000000\n"
-                          "  0.0000000000  123.0000000000\n}(1.5 -2 )");
-    EXPECT_STREQ(matrix.toMmaString().c_str(),
-                 "{\n{0.0000000000,-0.5000000000},\n{0.0000000000,123.0000000000}\n}");
 }
 
 } // namespace
