@@ -66,8 +66,7 @@ def ring(i, j):
 def test_flatten(folder):
     source, out, picture = folder / "in.mesh", folder / "out.obj", folder / "out.png"
     cases = [("sheet", sheet, 10, lambda i, j: (2 * i - j, i + 2 * j, 4), {(3, 4), (6, 6)}),
-             ("cube far away", cube_file, 1, 1e7), ("torus", sheet, 12, ring),
-             ("torus with a hole", sheet, 12, ring, {(5, 5)})]
+             ("cube far away", cube_file, 1, 1e7), ("torus with a hole", sheet, 12, ring, {(5, 5)})]
     for name, write, *arguments in cases:
         vertices, faces = read_mesh(write(source, *arguments))
         found = facts("flatten", source, "-o", out, "--picture", picture)
@@ -110,15 +109,14 @@ def test_pack(folder):
         files.append(path)
     out, picture = folder / "all.obj", folder / "all.png"
     for options in [], ["--by-surface", "--margin", 0], ["--margin", 0.1]:
-        found = facts("pack", *files, "-o", out, "--picture", picture, *options)
+        facts("pack", *files, "-o", out, "--picture", picture, *options)
         positions, uvs, triangles, groups = read_obj(out)
         same((len(triangles), groups), (4, [[f"chart_{i}"] for i in range(4)]), options)
         boxes = []
-        for place, triangle, (u, v) in zip(found["places"], triangles, sizes):
+        for triangle, (u, v) in zip(triangles, sizes):
             a, b, c = (uvs[i] for i in triangle)
             boxes.append((a[0], a[1], b[0], c[1]))
             check_close((c[1] - a[1]) / (b[0] - a[0]), v / u, 1e-5, options)
-            check_close(place["width"], b[0] - a[0], 1e-5, options)
             check_close(positions[triangle[2]][1], 2 * v, 1e-6, options)
         check_close((boxes[1][3] - boxes[1][1]) / (boxes[0][3] - boxes[0][1]), 1.5, 1e-5, options)
         for i, a in enumerate(boxes):

@@ -245,8 +245,6 @@ def test_text_stl(folder):
     same(found[1], [(0, 1, 2), (3, 4, 5), (6, 7, 8)])
     path.write_text(f"solid a\n{facet}")
     check_refused("text.stl:9: the file ends", "info", path)
-    path.write_text(f"solid a\n{facet.replace('vertex 0 ', 'vortex 0 ')}endsolid")
-    check_refused("text.stl:7: a facet has not 3 corners", "info", path)
 
 
 # Several nodes with one mesh, one of them mirrored: all solids keep their outside outside.
@@ -377,7 +375,6 @@ def test_refusals(folder):
         ("none.mesh", "none.mesh: holds no triangles", "0 0\n"),
         ("range.obj", "triangle 0 has the vertex 3 of 3", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 4\n"),
         ("far.obj", "triangle 0 has the vertex -8 of 1", "v 0 0 0\nf 1 -9 2000000000\n"),
-        ("two.obj", "face 1 has fewer than 3", "f 1 2\n"),
         ("nan.obj", "nan.obj:2: ", "v 0 0 0\nv nan 0 0\nv 0 1\nf 1 2 3\n"),
         ("inf.off", "inf.off: vertex 0 has a coord", "OFF\n1 1 0 # few\n1e-99 1e99 0\n3 0 0 0\n"),
         ("range.off", "triangle 0 has the vertex 7", "OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 7\n"),
@@ -391,7 +388,6 @@ def test_refusals(folder):
         ("subcommand is required",), ("no command polish", "polish"), ("--bogus", "info", mesh, "--bogus"),
         ("--threads", "info", mesh, "--threads", "0"), ("--output is required", "weld", mesh),
         ("missing.stl: No such file", "info", folder / "missing.stl"),
-        ("not a regular file", "info", folder),
         ("no such directory", "weld", mesh, "-o", folder / "missing/out.ply"),
         ("is a directory", "weld", mesh, "-o", folder, "--format", "ply"),
         ("no format that can be written", "weld", mesh, "-o", folder / "out.fbx"),
@@ -409,7 +405,6 @@ def test_refusals(folder):
         ("1 option from", "reduce", mesh, "-o", out),
         ("--fraction", "reduce", mesh, "-o", out, "--fraction", 1.5),
         ("--tolerance", "reduce", mesh, "-o", out, "--tolerance", "nan"),
-        ("--rays", "rays", mesh, "--rays", 3),
         ("nan.mesh: vertex 1 has", "rays", nan),
         ("too far apart", "distance", huge, mesh, "-o", out),
     ]
