@@ -1,6 +1,5 @@
 #include "qvGeom/foundation/geometry/CompactMesh.h"
 
-#include <algorithm>
 #include <gtest/gtest.h>
 
 #include "support/HeardNotices.h"
