@@ -29,7 +29,7 @@ bool areSame(const BoundingBox& a, const BoundingBox& b) {
 // Catches a slice that drops its last vertices, an idle thread's slot leaking into the result and
 // answers that NaN or signed zeros let depend on the threads.
 TEST(MeshBoundingBox, isThatOfOneVertexAfterAnother) {
-    const float values[] = {-0.0F, 0.0F, 1, 2, NAN, -INFINITY};
+    const float values[] = {-1, -0.0F, 0.0F, 2, NAN, -INFINITY};
     test::Random random;
     for (const int threads : {1, 2, 3, 8}) {
         const test::ScopedThreadCount pool(threads);
@@ -39,8 +39,8 @@ TEST(MeshBoundingBox, isThatOfOneVertexAfterAnother) {
             BitVector selection(count);
             BoundingBox ofAll, ofSelected;
             for (int v = 0; v < count; ++v) {
-                mesh.getVertices()[v].y = values[random.below(6)];
-                mesh.getVertices()[v].z = values[random.below(4)];
+                mesh.getVertices()[v] = {values[random.below(3)], -values[random.below(3)],
+                                         values[random.below(6)]};
                 selection.set(v, random.below(3) == 0);
                 ofAll.extend(mesh.getVertices()[v]);
                 if (selection.test(v))
