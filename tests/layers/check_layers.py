@@ -22,6 +22,9 @@ RANK = {folder: rank for rank, row in enumerate(LAYERS) for folder in row}
 # (file without suffix, included file without suffix)
 EXCEPTIONS = {("topology/GeomOrientation", "editing/GeomSelection")}
 
+# Neither is installed. A folder's detail/ is its own, its internal/ is for other folders too.
+PRIVATE_FOLDERS = ("detail", "internal")
+
 # The standard library's have no suffix.
 SYSTEM_HEADER = re.compile(r"[a-z_]+|(emmintrin|immintrin|locale|pthread|sched|sys/mman|sys/stat)\.h")
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
@@ -29,7 +32,7 @@ INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 
 def folder_of(path):
     """The layer table's name for the folder of a file given relative to qvGeom/."""
-    return str(path.parent.parent if path.parent.name == "detail" else path.parent)
+    return str(path.parent.parent if path.parent.name in PRIVATE_FOLDERS else path.parent)
 
 
 def fault_of(file, bracket, name):
@@ -44,11 +47,11 @@ def fault_of(file, bracket, name):
     own, other = folder_of(file), folder_of(target)
     if other not in RANK:
         return f"names the folder {other}, which has no place in the layer table"
-    if target.parent.name == "detail":
-        if own != other:
-            return "is private to its folder"
-        if file.suffix == ".h" and file.parent.name != "detail":
-            return "is not installed, so a public header cannot use it"
+    if target.parent.name == "detail" and own != other:
+        return "is private to its folder"
+    is_public = file.suffix == ".h" and file.parent.name not in PRIVATE_FOLDERS
+    if target.parent.name in PRIVATE_FOLDERS and is_public:
+        return "is not installed, so a public header cannot use it"
     if own == other or RANK[other] < RANK[own]:
         return None
     if (str(file.with_suffix("")), str(target.with_suffix(""))) in EXCEPTIONS:

@@ -7,10 +7,10 @@
 #include <limits>
 
 #include "qvGeom/foundation/geometry/CompactMesh.h"
-#include "qvGeom/foundation/geometry/Lanes.h"
 #include "qvGeom/foundation/geometry/MeshCoord.h"
 #include "qvGeom/foundation/geometry/Octree.h"
 #include "qvGeom/foundation/geometry/OctreeTris.h"
+#include "qvGeom/foundation/geometry/internal/Lanes.h"
 #include "qvGeom/foundation/linear/Convert.h"
 
 namespace qvGeom {

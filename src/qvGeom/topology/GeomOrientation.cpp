@@ -6,8 +6,8 @@
 
 #include "qvGeom/editing/GeomSelection.h"
 #include "qvGeom/foundation/base/Diagnostics.h"
-#include "qvGeom/foundation/base/SliceAlg.h"
 #include "qvGeom/foundation/base/StopWatch.h"
+#include "qvGeom/foundation/base/internal/SliceAlg.h"
 #include "qvGeom/foundation/geometry/CompactMesh.h"
 #include "qvGeom/foundation/geometry/MeshAdjTris.h"
 #include "qvGeom/foundation/geometry/MeshModification.h"

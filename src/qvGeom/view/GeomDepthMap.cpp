@@ -16,7 +16,7 @@
 #include "qvGeom/foundation/base/ThreadedAlg.h"
 #include "qvGeom/foundation/geometry/Array.h"
 #include "qvGeom/foundation/geometry/CompactMesh.h"
-#include "qvGeom/foundation/geometry/Lanes.h"
+#include "qvGeom/foundation/geometry/internal/Lanes.h"
 #include "qvGeom/foundation/linear/Convert.h"
 #include "qvGeom/foundation/linear/Range.h"
 #include "qvGeom/view/detail/Projector.h"

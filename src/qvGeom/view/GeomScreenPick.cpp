@@ -13,7 +13,7 @@
 #include "qvGeom/foundation/base/ThreadPool.h"
 #include "qvGeom/foundation/base/ThreadedAlg.h"
 #include "qvGeom/foundation/geometry/CompactMesh.h"
-#include "qvGeom/foundation/geometry/Lanes.h"
+#include "qvGeom/foundation/geometry/internal/Lanes.h"
 #include "qvGeom/foundation/linear/Convert.h"
 #include "qvGeom/foundation/linear/Line.h"
 #include "qvGeom/spatial/GeomRayTrace.h"

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "qvGeom/foundation/base/OrderedBits.h"
+#include "qvGeom/foundation/base/internal/OrderedBits.h"
 #include "qvGeom/foundation/geometry/PointMesh.h"
 
 namespace qvGeom::detail {

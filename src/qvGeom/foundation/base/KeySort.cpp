@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <limits>
 
-#include "qvGeom/foundation/base/OrderedBits.h"
 #include "qvGeom/foundation/base/SMPSort.h"
+#include "qvGeom/foundation/base/internal/OrderedBits.h"
 
 namespace qvUtil {
 namespace {

@@ -28,7 +28,7 @@ public:
         std::iota(parent_, parent_ + count_, 0);
     }
 
-    /// False when both are together already.
+    /// Joins the sets of both; false when they are together already.
     bool unite(int a, int b) {
         a = rootOf(a);
         b = rootOf(b);
@@ -36,6 +36,7 @@ public:
         return a != b;
     }
 
+    /// Joins the sets of all three.
     void unite(int a, int b, int c) {
         a = parent_[a];
         b = parent_[b];
@@ -48,6 +49,7 @@ public:
         parent_[a] = parent_[b] = parent_[c] = std::min({a, b, c});
     }
 
+    /// The lowest number of its set.
     int rootOf(int a) {
         while (parent_[a] != a)
             a = parent_[a] = parent_[parent_[a]];

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "qvGeom/foundation/geometry/Lanes.h"
+#include "qvGeom/foundation/geometry/internal/Lanes.h"
 #include "qvGeom/parameterization/GeomConjugateGradient.h"
 
 namespace qvGeom::detail {

@@ -4,8 +4,8 @@
 
 #include <cfloat>
 
-#include "qvGeom/foundation/geometry/Lanes.h"
 #include "qvGeom/foundation/geometry/Ray.h"
+#include "qvGeom/foundation/geometry/internal/Lanes.h"
 #include "qvGeom/spatial/GeomRayTrace.h"
 #include "qvGeom/spatial/detail/OctreeWalk.h"
 

@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "qvGeom/foundation/geometry/Lanes.h"
 #include "qvGeom/foundation/geometry/Ray.h"
+#include "qvGeom/foundation/geometry/internal/Lanes.h"
 
 namespace qvGeom::detail {
 

@@ -4,8 +4,8 @@
 
 #include <cmath>
 
-#include "qvGeom/foundation/geometry/Lanes.h"
 #include "qvGeom/foundation/geometry/MeshVertex.h"
+#include "qvGeom/foundation/geometry/internal/Lanes.h"
 #include "qvGeom/foundation/linear/Convert.h"
 
 namespace qvGeom::detail {

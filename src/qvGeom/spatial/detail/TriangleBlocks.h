@@ -6,8 +6,8 @@
 
 #include "qvGeom/foundation/geometry/Array.h"
 #include "qvGeom/foundation/geometry/BoundingBox.h"
-#include "qvGeom/foundation/geometry/Lanes.h"
 #include "qvGeom/foundation/geometry/MeshTriangle.h"
+#include "qvGeom/foundation/geometry/internal/Lanes.h"
 
 namespace qvGeom {
 

@@ -5,7 +5,7 @@
 #include <array>
 #include <cstdint>
 
-#include "qvGeom/foundation/geometry/Lanes.h"
+#include "qvGeom/foundation/geometry/internal/Lanes.h"
 #include "qvGeom/foundation/linear/ProjMatrix.h"
 
 namespace qvGeom::detail {

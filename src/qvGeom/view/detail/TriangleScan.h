@@ -11,8 +11,8 @@
 #include <cfloat>
 #include <cmath>
 
-#include "qvGeom/foundation/geometry/Lanes.h"
 #include "qvGeom/foundation/geometry/MeshCoord.h"
+#include "qvGeom/foundation/geometry/internal/Lanes.h"
 #include "qvGeom/foundation/linear/Convert.h"
 #include "qvGeom/foundation/linear/Point2.h"
 #include "qvGeom/foundation/linear/Tolerances.h"
