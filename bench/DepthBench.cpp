@@ -276,17 +276,11 @@ void screenPickAgainstRead(benchmark::State& state) {
         state.SkipWithError("nothing was picked");
 }
 
-void sizes(benchmark::internal::Benchmark* bench) {
-    for (const int size : {100000, 1000000, 4000000})
-        bench->Args({size, 0});
-    bench->UseRealTime()->Unit(benchmark::kMillisecond);
-}
-
 BENCHMARK(depthMapAgainstEdgeLoop)->Args({2000, 0})->Apply(bench::sizesAndOrders)->UseManualTime();
 BENCHMARK(depthMapByTwoAgainstOne)->Apply(bench::sizesAndOrders)->UseManualTime();
 BENCHMARK(depthMapWithCallback)->Apply(bench::sizesAndOrders)->UseManualTime();
-BENCHMARK(depthMapCount)->Apply(sizes);
-BENCHMARK(selectVisible)->Apply(sizes);
+BENCHMARK(depthMapCount)->Apply(bench::sizesOfLattices)->UseRealTime();
+BENCHMARK(selectVisible)->Apply(bench::sizesOfLattices)->UseRealTime();
 BENCHMARK(screenPickAgainstRead)->Apply(bench::sizesAndOrders)->UseManualTime();
 
 } // namespace

@@ -10,6 +10,7 @@
 
 #include "support/Measure.h"
 #include "support/MeshBuilders.h"
+#include "support/Subject.h"
 
 namespace {
 
@@ -78,12 +79,8 @@ void swapRepeatedly(benchmark::State& state) {
     });
 }
 
-void surfaceSizes(benchmark::internal::Benchmark* b) {
-    b->UseManualTime()->Unit(benchmark::kMillisecond)->Arg(100000)->Arg(1000000)->Arg(4000000);
-}
-
-BENCHMARK(swapOnce)->Name("meshSwapEdgesOnce")->Apply(surfaceSizes);
-BENCHMARK(swapRepeatedly)->Name("meshSwapEdgesRepeatedly")->Apply(surfaceSizes);
+BENCHMARK(swapOnce)->Name("meshSwapEdgesOnce")->Apply(bench::sizes)->UseManualTime();
+BENCHMARK(swapRepeatedly)->Name("meshSwapEdgesRepeatedly")->Apply(bench::sizes)->UseManualTime();
 
 /// Taking a vertex out of a surface and putting it back: swaps down to three neighbours, deletion,
 /// subdivision, swaps back.
@@ -130,6 +127,9 @@ void removeAndRestore(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * numRestored);
 }
 
-BENCHMARK(removeAndRestore)->Name("TopoMesh remove and restore")->Apply(surfaceSizes);
+BENCHMARK(removeAndRestore)
+    ->Name("TopoMesh remove and restore")
+    ->Apply(bench::sizes)
+    ->UseManualTime();
 
 } // namespace

@@ -2,23 +2,22 @@
 
 #include <benchmark/benchmark.h>
 
-#include "qvGeom/foundation/base/Diagnostics.h"
 #include "qvGeom/parameterization/GeomReparameterize.h"
 
 #include "support/Measure.h"
+#include "support/SilentOutput.h"
 #include "support/Subject.h"
 
 namespace {
 
 void flattenDisk(benchmark::State& state) {
-    qvOS::AppOutput::getInstance().setSink([](void*, bool, const char*) {}, nullptr);
+    const bench::SilentOutput silent;
     qvGeom::CompactMesh mesh = bench::surfaceOf(2 * state.range(0), 0);
     bool succeeds = true;
     for (auto _ : state) {
         qvGeom::reparameterizeMesh flattener(mesh);
         state.SetIterationTime(bench::secondsOf([&] { succeeds &= flattener.flatten(); }));
     }
-    qvOS::AppOutput::getInstance().setSink(nullptr, nullptr);
     if (!succeeds)
         state.SkipWithError("not flattened");
     bench::Checksum sum;
@@ -27,12 +26,6 @@ void flattenDisk(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * mesh.getNumVertices());
 }
 
-BENCHMARK(flattenDisk)
-    ->Arg(10000)
-    ->Arg(100000)
-    ->Arg(400000)
-    ->Iterations(1)
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
+BENCHMARK(flattenDisk)->Arg(10000)->Arg(100000)->Arg(400000)->Apply(bench::rounds<1>);
 
 } // namespace

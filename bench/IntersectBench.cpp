@@ -10,6 +10,7 @@
 #include "support/IntersectInput.h"
 #include "support/Measure.h"
 #include "support/MeshBuilders.h"
+#include "support/Subject.h"
 
 namespace {
 
@@ -75,17 +76,11 @@ void intersectFlatSheets(benchmark::State& state) {
     searchTwo(state, bench::flatSheet(state.range(0)), bench::slightlyAside());
 }
 
-void sizes(benchmark::internal::Benchmark* bench) {
-    for (const int size : {100000, 1000000, 4000000})
-        bench->Arg(size);
-    bench->Unit(benchmark::kMillisecond)->UseRealTime();
-}
-
-BENCHMARK(selfIntersectSphere)->Apply(sizes);
-BENCHMARK(selfIntersectWavy)->Apply(sizes);
-BENCHMARK(selfIntersectShuffled)->Apply(sizes);
-BENCHMARK(selfIntersectTwoSpheres)->Apply(sizes);
-BENCHMARK(intersectSpheres)->Apply(sizes);
-BENCHMARK(intersectFlatSheets)->Apply(sizes);
+BENCHMARK(selfIntersectSphere)->Apply(bench::sizes)->UseRealTime();
+BENCHMARK(selfIntersectWavy)->Apply(bench::sizes)->UseRealTime();
+BENCHMARK(selfIntersectShuffled)->Apply(bench::sizes)->UseRealTime();
+BENCHMARK(selfIntersectTwoSpheres)->Apply(bench::sizes)->UseRealTime();
+BENCHMARK(intersectSpheres)->Apply(bench::sizes)->UseRealTime();
+BENCHMARK(intersectFlatSheets)->Apply(bench::sizes)->UseRealTime();
 
 } // namespace

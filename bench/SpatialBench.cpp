@@ -232,21 +232,15 @@ void quadtreeWalk(benchmark::State& state) {
     state.SetItemsProcessed(leaves);
 }
 
-void sizes(benchmark::internal::Benchmark* bench) {
-    for (const int size : {100000, 1000000, 4000000})
-        bench->Args({size, 0});
-    bench->Unit(benchmark::kMillisecond)->UseRealTime();
-}
-
 BENCHMARK(octreeBuild)->Apply(bench::sizesAndOrders)->UseRealTime();
 BENCHMARK(octreePartition)->Apply(bench::sizesAndOrders)->UseRealTime();
 BENCHMARK(octreeBuildAndPartition)->Apply(bench::sizesAndOrders)->UseRealTime();
-BENCHMARK(boxWalk)->Apply(sizes);
-BENCHMARK(sphereWalk)->Apply(sizes);
-BENCHMARK(rayWalk)->Apply(sizes);
-BENCHMARK(frustumWalk)->Apply(sizes);
-BENCHMARK(leafWalk)->Apply(sizes);
-BENCHMARK(closestWalk)->Apply(sizes);
-BENCHMARK(quadtreeWalk)->Apply(sizes);
+BENCHMARK(boxWalk)->Apply(bench::sizesOfLattices)->UseRealTime();
+BENCHMARK(sphereWalk)->Apply(bench::sizesOfLattices)->UseRealTime();
+BENCHMARK(rayWalk)->Apply(bench::sizesOfLattices)->UseRealTime();
+BENCHMARK(frustumWalk)->Apply(bench::sizesOfLattices)->UseRealTime();
+BENCHMARK(leafWalk)->Apply(bench::sizesOfLattices)->UseRealTime();
+BENCHMARK(closestWalk)->Apply(bench::sizesOfLattices)->UseRealTime();
+BENCHMARK(quadtreeWalk)->Apply(bench::sizesOfLattices)->UseRealTime();
 
 } // namespace

@@ -282,14 +282,10 @@ void scanLines(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * pixels);
 }
 
-void meshSizes(benchmark::internal::Benchmark* benchmark) {
-    benchmark->Arg(100000)->Arg(1000000)->Arg(4000000)->Unit(benchmark::kMillisecond);
-}
-
-BENCHMARK(projectVertices)->Apply(meshSizes)->UseManualTime();
-BENCHMARK(clipVertices)->Apply(meshSizes);
-BENCHMARK(seenEdges)->Apply(meshSizes);
-BENCHMARK(clipMesh)->Apply(meshSizes);
+BENCHMARK(projectVertices)->Apply(bench::sizes)->UseManualTime();
+BENCHMARK(clipVertices)->Apply(bench::sizes);
+BENCHMARK(seenEdges)->Apply(bench::sizes);
+BENCHMARK(clipMesh)->Apply(bench::sizes);
 BENCHMARK(clipPolygons)->Arg(100000)->Unit(benchmark::kMillisecond);
 BENCHMARK(clipBoxes)->Arg(100000)->Unit(benchmark::kMillisecond);
 BENCHMARK(scanTriangles)

@@ -19,6 +19,7 @@
 #include "qvGeom/foundation/linear/Linear.h"
 #include "qvGeom/spatial/GeomClosestPoint.h"
 
+#include "peers/CgalMesh.h"
 #include "support/IndexedMesh.h"
 #include "support/Measure.h"
 #include "support/SpherePoints.h"
@@ -143,15 +144,7 @@ class CgalTree {
 
 public:
     explicit CgalTree(const CompactMesh& mesh) {
-        std::vector<Mesh::Vertex_index> vertices;
-        for (int v = 0; v < mesh.getNumVertices(); ++v) {
-            const qvGeom::MeshVertex& p = mesh.getVertices()[v];
-            vertices.push_back(mesh_.add_vertex({p.x, p.y, p.z}));
-        }
-        for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-            const qvGeom::MeshTriangle& tri = mesh.getTriangles()[t];
-            mesh_.add_face(vertices[tri[0]], vertices[tri[1]], vertices[tri[2]]);
-        }
+        bench::fillCgalMesh(mesh_, mesh);
         tree_.insert(faces(mesh_).first, faces(mesh_).second, mesh_);
         tree_.build();
         tree_.accelerate_distance_queries();
@@ -207,11 +200,7 @@ void closestPointAgainstEmbree(benchmark::State& state) { compare<EmbreeScene>(s
 
 void closestPointAgainstCgal(benchmark::State& state) { compare<CgalTree>(state); }
 
-void sizes(benchmark::internal::Benchmark* benchmark) {
-    benchmark->Arg(1'000'000)->Iterations(5)->UseManualTime()->Unit(benchmark::kMillisecond);
-}
-
-BENCHMARK(closestPointAgainstEmbree)->Apply(sizes);
-BENCHMARK(closestPointAgainstCgal)->Apply(sizes);
+BENCHMARK(closestPointAgainstEmbree)->Arg(1'000'000)->Apply(bench::rounds<5>);
+BENCHMARK(closestPointAgainstCgal)->Arg(1'000'000)->Apply(bench::rounds<5>);
 
 } // namespace

@@ -15,6 +15,7 @@
 #include "qvGeom/topology/GeomBoundary.h"
 #include "qvGeom/topology/GeomComponents.h"
 
+#include "peers/CgalMesh.h"
 #include "support/Measure.h"
 #include "support/Subject.h"
 
@@ -25,28 +26,13 @@ using qvGeom::CompactMesh;
 using qvGeom::MeshAdjTris;
 using qvGeom::MeshAdjVertices;
 using qvGeom::MeshBoundaries;
-using qvGeom::MeshTriangle;
-using qvGeom::MeshVertex;
 
 using PeerPoint = CGAL::Simple_cartesian<float>::Point_3;
 using PeerMesh = CGAL::Surface_mesh<PeerPoint>;
 
 std::unique_ptr<PeerMesh> peerMesh(const CompactMesh& mesh) {
-    using Index = PeerMesh::size_type;
-    const auto numVertices = static_cast<Index>(mesh.getNumVertices());
-    const auto numFaces = static_cast<Index>(mesh.getNumTriangles());
     auto peer = std::make_unique<PeerMesh>();
-    peer->reserve(numVertices, numVertices + numFaces + 1, numFaces); // edges by Euler's formula
-    for (Index v = 0; v < numVertices; ++v) {
-        const MeshVertex& p = mesh.getVertices()[v];
-        peer->add_vertex(PeerPoint(p.x, p.y, p.z));
-    }
-    for (Index t = 0; t < numFaces; ++t) {
-        const MeshTriangle& tri = mesh.getTriangles()[t];
-        peer->add_face(PeerMesh::Vertex_index(static_cast<Index>(tri[0])),
-                       PeerMesh::Vertex_index(static_cast<Index>(tri[1])),
-                       PeerMesh::Vertex_index(static_cast<Index>(tri[2])));
-    }
+    bench::fillCgalMesh(*peer, mesh);
     return peer;
 }
 
@@ -145,14 +131,7 @@ void componentsAgainstCgal(benchmark::State& state) {
         state.SkipWithError("the peer found other components");
 }
 
-void sizesAndOrders(benchmark::internal::Benchmark* benchmark) {
-    benchmark->ArgsProduct({{1'000'000, 4'000'000}, {0, 1}})
-        ->Iterations(3)
-        ->UseManualTime()
-        ->Unit(benchmark::kMillisecond);
-}
-
-BENCHMARK(connectivityAgainstCgal)->Apply(sizesAndOrders);
-BENCHMARK(componentsAgainstCgal)->Apply(sizesAndOrders);
+BENCHMARK(connectivityAgainstCgal)->Apply(bench::largeSizesAndOrders)->Apply(bench::rounds<3>);
+BENCHMARK(componentsAgainstCgal)->Apply(bench::largeSizesAndOrders)->Apply(bench::rounds<3>);
 
 } // namespace

@@ -21,12 +21,13 @@
 #include <optional>
 #include <vector>
 
-#include "qvGeom/foundation/base/Diagnostics.h"
 #include "qvGeom/foundation/base/Progress.h"
 #include "qvGeom/foundation/linear/Linear.h"
 #include "qvGeom/parameterization/GeomReparameterize.h"
 
+#include "peers/CgalMesh.h"
 #include "support/Measure.h"
+#include "support/SilentOutput.h"
 #include "support/Subject.h"
 
 namespace {
@@ -186,16 +187,8 @@ using PeerMesh = CGAL::Surface_mesh<PeerKernel::Point_3>;
 
 Places flattenByCgal(const CompactMesh& mesh, double& seconds) {
     using Vertex = PeerMesh::Vertex_index;
-    const auto vertex = [](int v) { return Vertex(static_cast<PeerMesh::size_type>(v)); };
     PeerMesh peer;
-    for (int v = 0; v < mesh.getNumVertices(); ++v) {
-        const qvGeom::MeshVertex& p = mesh.getVertices()[v];
-        peer.add_vertex({p.x, p.y, p.z});
-    }
-    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-        const qvGeom::MeshTriangle& tri = mesh.getTriangles()[t];
-        peer.add_face(vertex(tri[0]), vertex(tri[1]), vertex(tri[2]));
-    }
+    bench::fillCgalMesh(peer, mesh);
     const auto uvs = peer.add_property_map<Vertex, PeerKernel::Point_2>("v:uv").first;
     const auto border = CGAL::Polygon_mesh_processing::longest_border(peer).first;
     seconds = bench::secondsOf([&] {
@@ -204,8 +197,8 @@ Places flattenByCgal(const CompactMesh& mesh, double& seconds) {
             uvs);
     });
     Places places;
-    for (int v = 0; v < mesh.getNumVertices(); ++v)
-        places.emplace_back(uvs[vertex(v)].x(), uvs[vertex(v)].y());
+    for (const Vertex v : peer.vertices())
+        places.emplace_back(uvs[v].x(), uvs[v].y());
     return places;
 }
 
@@ -222,7 +215,7 @@ double largestDistance(const Places& ours, const Places& theirs, int first, int 
 }
 
 void flattenAgainstEigen(benchmark::State& state) {
-    qvOS::AppOutput::getInstance().setSink([](void*, bool, const char*) {}, nullptr);
+    const bench::SilentOutput silent;
     CompactMesh mesh = bench::surfaceOf(2 * state.range(0), 0);
     // Of those at the ends of the x axis, the first along the boundary.
     const int firstPin = 0;
@@ -244,7 +237,6 @@ void flattenAgainstEigen(benchmark::State& state) {
             const double solving = bench::secondsOf([&] { theirs = system->solve(taken); });
             return setUp + solving * iterations / std::max(taken, 1);
         });
-    qvOS::AppOutput::getInstance().setSink(nullptr, nullptr);
     if (iterations == 0) {
         state.SkipWithError("not flattened");
         return;
@@ -262,12 +254,6 @@ void flattenAgainstEigen(benchmark::State& state) {
     state.counters["cgal_degrees"] = angleDistortion(mesh, cgal);
 }
 
-BENCHMARK(flattenAgainstEigen)
-    ->Arg(10000)
-    ->Arg(100000)
-    ->Arg(400000)
-    ->Iterations(1)
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
+BENCHMARK(flattenAgainstEigen)->Arg(10000)->Arg(100000)->Arg(400000)->Apply(bench::rounds<1>);
 
 } // namespace

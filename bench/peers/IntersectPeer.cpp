@@ -19,6 +19,7 @@
 #include "qvGeom/foundation/linear/Linear.h"
 #include "qvGeom/spatial/GeomIntersect.h"
 
+#include "peers/CgalMesh.h"
 #include "support/IndexedMesh.h"
 #include "support/IntersectInput.h"
 #include "support/Measure.h"
@@ -40,15 +41,11 @@ namespace peer = CGAL::Polygon_mesh_processing;
 
 PeerMesh peerMesh(const CompactMesh& mesh, const qvLinear::AffineMatrix& placement = {}) {
     PeerMesh result;
-    std::vector<PeerMesh::Vertex_index> vertices;
-    for (int v = 0; v < mesh.getNumVertices(); ++v) {
-        const qvGeom::MeshVertex& p = mesh.getVertices()[v];
-        const Point placed = Point{p.x, p.y, p.z} * placement;
-        vertices.push_back(result.add_vertex(PeerPoint(placed.x, placed.y, placed.z)));
-    }
-    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-        const qvGeom::MeshTriangle& tri = mesh.getTriangles()[t];
-        result.add_face(vertices[tri[0]], vertices[tri[1]], vertices[tri[2]]);
+    bench::fillCgalMesh(result, mesh);
+    for (const PeerMesh::Vertex_index v : result.vertices()) {
+        PeerPoint& p = result.point(v);
+        const Point placed = Point{p.x(), p.y(), p.z()} * placement;
+        p = PeerPoint(placed.x, placed.y, placed.z);
     }
     return result;
 }
@@ -166,20 +163,8 @@ void twoMeshesAgainstCgal(benchmark::State& state) {
         state.SkipWithError("the peer found other segments");
 }
 
-BENCHMARK(selfIntersectAgainstCgal)
-    ->Arg(1'000'000)
-    ->Iterations(3)
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK(crossingSpheresAgainstCgal)
-    ->Arg(1'000'000)
-    ->Iterations(3)
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK(twoMeshesAgainstCgal)
-    ->Arg(50'000)
-    ->Iterations(5)
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
+BENCHMARK(selfIntersectAgainstCgal)->Arg(1'000'000)->Apply(bench::rounds<3>);
+BENCHMARK(crossingSpheresAgainstCgal)->Arg(1'000'000)->Apply(bench::rounds<3>);
+BENCHMARK(twoMeshesAgainstCgal)->Arg(50'000)->Apply(bench::rounds<5>);
 
 } // namespace

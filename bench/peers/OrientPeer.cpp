@@ -16,6 +16,7 @@
 #include "qvGeom/topology/GeomAdjacency.h"
 #include "qvGeom/topology/GeomOrientation.h"
 
+#include "peers/CgalMesh.h"
 #include "support/Measure.h"
 #include "support/Subject.h"
 
@@ -24,30 +25,13 @@ namespace {
 using qvGeom::CompactMesh;
 using qvGeom::MeshTriangle;
 using qvGeom::MeshVertex;
-using CgalPoint = CGAL::Simple_cartesian<float>::Point_3;
-using CgalMesh = CGAL::Surface_mesh<CgalPoint>;
+using CgalMesh = CGAL::Surface_mesh<CGAL::Simple_cartesian<float>::Point_3>;
 using OpenMeshMesh = OpenMesh::TriMesh_ArrayKernelT<>;
 
 /// Whether every triangle finds its place: a face that runs an edge as another does is refused.
 bool buildsInCgal(const CompactMesh& mesh) {
-    using Index = CgalMesh::size_type;
-    const auto numVertices = static_cast<Index>(mesh.getNumVertices());
-    const auto numFaces = static_cast<Index>(mesh.getNumTriangles());
     CgalMesh peer;
-    peer.reserve(numVertices, numVertices + numFaces + 1, numFaces);
-    for (Index v = 0; v < numVertices; ++v) {
-        const MeshVertex& p = mesh.getVertices()[v];
-        peer.add_vertex(CgalPoint(p.x, p.y, p.z));
-    }
-    bool all = true;
-    for (Index t = 0; t < numFaces; ++t) {
-        const MeshTriangle& tri = mesh.getTriangles()[t];
-        all &= peer.add_face(CgalMesh::Vertex_index(static_cast<Index>(tri[0])),
-                             CgalMesh::Vertex_index(static_cast<Index>(tri[1])),
-                             CgalMesh::Vertex_index(static_cast<Index>(tri[2]))) !=
-               CgalMesh::null_face();
-    }
-    return all;
+    return bench::fillCgalMesh(peer, mesh);
 }
 
 void orientedAgainstCgal(benchmark::State& state) {
@@ -119,14 +103,7 @@ void laplacianAgainstOpenMesh(benchmark::State& state) {
     }
 }
 
-void sizesAndOrders(benchmark::internal::Benchmark* benchmark) {
-    benchmark->ArgsProduct({{1'000'000, 4'000'000}, {0, 1}})
-        ->Iterations(3)
-        ->UseManualTime()
-        ->Unit(benchmark::kMillisecond);
-}
-
-BENCHMARK(orientedAgainstCgal)->Apply(sizesAndOrders);
-BENCHMARK(laplacianAgainstOpenMesh)->Apply(sizesAndOrders);
+BENCHMARK(orientedAgainstCgal)->Apply(bench::largeSizesAndOrders)->Apply(bench::rounds<3>);
+BENCHMARK(laplacianAgainstOpenMesh)->Apply(bench::largeSizesAndOrders)->Apply(bench::rounds<3>);
 
 } // namespace

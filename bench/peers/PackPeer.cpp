@@ -56,11 +56,6 @@ void packAgainstStb(benchmark::State& state) {
     state.counters["their_coverage"] = largestCoverage(count, packTheirs);
 }
 
-BENCHMARK(packAgainstStb)
-    ->Arg(1000)
-    ->Arg(10000)
-    ->Iterations(11)
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
+BENCHMARK(packAgainstStb)->Arg(1000)->Arg(10000)->Apply(bench::rounds<11>);
 
 } // namespace

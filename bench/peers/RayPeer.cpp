@@ -248,19 +248,11 @@ void rayTreeAgainstEmbree(benchmark::State& state) {
 }
 
 void raysOfBothKinds(benchmark::internal::Benchmark* benchmark) {
-    benchmark->ArgNames({"n", "rays"})
-        ->ArgsProduct({{1'000'000}, {0, 1}})
-        ->Iterations(5)
-        ->UseManualTime()
-        ->Unit(benchmark::kMillisecond);
+    benchmark->ArgNames({"n", "rays"})->ArgsProduct({{1'000'000}, {0, 1}})->Apply(bench::rounds<5>);
 }
 
-void largeTree(benchmark::internal::Benchmark* benchmark) {
-    benchmark->Arg(1'000'000)->Iterations(5)->UseManualTime()->Unit(benchmark::kMillisecond);
-}
-
-BENCHMARK(rayTreeAgainstCgal)->Apply(largeTree);
-BENCHMARK(rayTreeAgainstEmbree)->Apply(largeTree);
+BENCHMARK(rayTreeAgainstCgal)->Arg(1'000'000)->Apply(bench::rounds<5>);
+BENCHMARK(rayTreeAgainstEmbree)->Arg(1'000'000)->Apply(bench::rounds<5>);
 BENCHMARK(rayNearestAgainstCgal)->Apply(raysOfBothKinds);
 BENCHMARK(rayAnyAgainstCgal)->Apply(raysOfBothKinds);
 BENCHMARK(rayNearestAgainstEmbree)->Apply(raysOfBothKinds);

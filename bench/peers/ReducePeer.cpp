@@ -21,6 +21,7 @@
 #include "qvGeom/foundation/linear/Linear.h"
 #include "qvGeom/improvement/GeomReduce.h"
 
+#include "peers/CgalMesh.h"
 #include "support/Measure.h"
 #include "support/ReduceInput.h"
 
@@ -127,18 +128,7 @@ class CgalPeer {
     using Mesh = CGAL::Surface_mesh<Kernel::Point_3>;
 
 public:
-    explicit CgalPeer(const CompactMesh& input) {
-        for (int v = 0; v < input.getNumVertices(); ++v) {
-            const qvGeom::MeshVertex& p = input.getVertices()[v];
-            mesh_.add_vertex({p.x, p.y, p.z});
-        }
-        using Index = Mesh::Vertex_index;
-        for (int t = 0; t < input.getNumTriangles(); ++t) {
-            const auto& [a, b, c] = input.getTriangles()[t].v;
-            mesh_.add_face(Index(static_cast<unsigned>(a)), Index(static_cast<unsigned>(b)),
-                           Index(static_cast<unsigned>(c)));
-        }
-    }
+    explicit CgalPeer(const CompactMesh& input) { bench::fillCgalMesh(mesh_, input); }
 
     double reduceTo(int numVertices) {
         namespace Simplification = CGAL::Surface_mesh_simplification;

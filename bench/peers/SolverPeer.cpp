@@ -110,13 +110,8 @@ void solverCholeskySetUpAgainstEigen(benchmark::State& state) {
         });
 }
 
-void configure(benchmark::internal::Benchmark* benchmark) {
-    benchmark->Arg(100000)->Arg(1000000)->Iterations(5)->UseManualTime()->Unit(
-        benchmark::kMillisecond);
-}
-
-BENCHMARK(solverDiagonalAgainstEigen)->Apply(configure);
-BENCHMARK(solverCholeskyAgainstEigen)->Apply(configure);
-BENCHMARK(solverCholeskySetUpAgainstEigen)->Apply(configure);
+BENCHMARK(solverDiagonalAgainstEigen)->Arg(100000)->Arg(1000000)->Apply(bench::rounds<5>);
+BENCHMARK(solverCholeskyAgainstEigen)->Arg(100000)->Arg(1000000)->Apply(bench::rounds<5>);
+BENCHMARK(solverCholeskySetUpAgainstEigen)->Arg(100000)->Arg(1000000)->Apply(bench::rounds<5>);
 
 } // namespace

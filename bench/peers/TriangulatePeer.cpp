@@ -51,10 +51,6 @@ void triangulateAgainstCgal(benchmark::State& state) {
         state.SkipWithError("the peer found another number of triangles");
 }
 
-BENCHMARK(triangulateAgainstCgal)
-    ->Arg(1000)
-    ->Iterations(1)
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
+BENCHMARK(triangulateAgainstCgal)->Arg(1000)->Apply(bench::rounds<1>);
 
 } // namespace

@@ -84,10 +84,6 @@ void weldAgainstMeshoptimizer(benchmark::State& state) {
         state.SkipWithError("the peer merged other vertices");
 }
 
-BENCHMARK(weldAgainstMeshoptimizer)
-    ->ArgsProduct({{1'000'000, 4'000'000}, {0, 1}})
-    ->Iterations(5)
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
+BENCHMARK(weldAgainstMeshoptimizer)->Apply(bench::largeSizesAndOrders)->Apply(bench::rounds<5>);
 
 } // namespace

@@ -67,6 +67,12 @@ void runInTurns(benchmark::State& state, const Ours& ours, const Theirs& theirs)
     state.counters["ratio"] = our / their;
 }
 
+/// Has a case run so many rounds of what sets its own time.
+template <int Rounds>
+void rounds(benchmark::internal::Benchmark* benchmark) {
+    benchmark->Iterations(Rounds)->UseManualTime()->Unit(benchmark::kMillisecond);
+}
+
 /// Bytes by which the peak of resident memory during `work` exceeds what was resident before it,
 /// or -1 where the system does not tell.
 template <class Work>

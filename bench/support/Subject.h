@@ -33,6 +33,16 @@ inline void sizesAndOrders(benchmark::internal::Benchmark* benchmark) {
         ->Unit(benchmark::kMillisecond);
 }
 
+/// For subjects of an order, where this is of no matter.
+inline void sizesOfLattices(benchmark::internal::Benchmark* benchmark) {
+    benchmark->ArgsProduct({{100'000, 1'000'000, 4'000'000}, {0}})->Unit(benchmark::kMillisecond);
+}
+
+/// Both orders of what is large enough to compare peers by.
+inline void largeSizesAndOrders(benchmark::internal::Benchmark* benchmark) {
+    benchmark->ArgsProduct({{1'000'000, 4'000'000}, {0, 1}});
+}
+
 /// The subject made from `arguments`, kept from one call to the next while these are the same.
 template <class Subject, class... Arguments>
 const Subject& kept(Arguments... arguments) {
