@@ -146,10 +146,7 @@ bool findSegment(Subject& first, Subject& second, Point& p, Point& q) {
 }
 
 Corners cornersOf(const CompactMesh& mesh, const MeshTriangle& triangle) {
-    const auto corner = [&](int k) {
-        const MeshVertex& v = mesh.getVertices()[triangle[k]];
-        return Point{v.x, v.y, v.z};
-    };
+    const auto corner = [&](int k) { return qvLinear::widen(mesh.getVertices()[triangle[k]]); };
     return {corner(0), corner(1), corner(2)};
 }
 
