@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <map>
 #include <numeric>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -418,46 +419,42 @@ Report reportOn(const Octree& octree, const Elements& elements, const ArrayOfSet
             .rate = ratio(elements.count(), seconds)};
 }
 
-} // namespace
-
-void computeOctreeTris(const CompactMesh& mesh, const Octree& octree, OctreeTris& result) {
+/// Replaces `result` by the elements in every voxel; leaves it where there is none. Gives what
+/// there is to print, where somebody listens.
+template <class Elements, class Table>
+std::optional<Report> partitionAll(const Octree& octree, const Elements& elements, Table& result) {
     qvOS::StopWatch watch;
     watch.start();
     if (octree.getNumVoxels() < 1)
-        return;
+        return std::nullopt;
 
-    const Triangles triangles(mesh);
     ArrayOfSets sets;
-    partition(octree, triangles, sets);
-    OctreeTris(sets).swap(result);
+    partition(octree, elements, sets);
+    Table(sets).swap(result);
 
-    if (debugChannel().enabled()) {
-        const Report r = reportOn(octree, triangles, result, watch.stop());
+    if (!debugChannel().enabled())
+        return std::nullopt;
+    return reportOn(octree, elements, result, watch.stop());
+}
+
+} // namespace
+
+void computeOctreeTris(const CompactMesh& mesh, const Octree& octree, OctreeTris& result) {
+    if (const std::optional<Report> r = partitionAll(octree, Triangles(mesh), result)) {
         debugChannel().print(
             "OctreeTris:  Partitioned %d triangles into %d voxels in %.3f seconds.\n"
             "             (%.2f coherence, %.2f voxels/tri, %.0f tri/sec)\n",
-            r.numElements, r.numVoxels, r.seconds, r.coherence, r.duplication, r.rate);
+            r->numElements, r->numVoxels, r->seconds, r->coherence, r->duplication, r->rate);
     }
 }
 
 void meshOctreeLines(const CompactMesh& mesh, const Octree& octree, OctreeLines& result) {
-    qvOS::StopWatch watch;
-    watch.start();
-    if (octree.getNumVoxels() < 1)
-        return;
-
-    const Lines lines(mesh);
-    ArrayOfSets sets;
-    partition(octree, lines, sets);
-    OctreeLines(sets).swap(result);
-
-    if (debugChannel().enabled()) {
-        const Report r = reportOn(octree, lines, result, watch.stop());
+    if (const std::optional<Report> r = partitionAll(octree, Lines(mesh), result)) {
         // Kept: the rate is that of lines.
         debugChannel().print("OctreeLines:  Partitioned %d lines into %d voxels in %.3f seconds.\n"
                              "             (%.2f coherence, %.2f duplication, %.0f tri/sec)\n",
-                             r.numElements, r.numVoxels, r.seconds, r.coherence, r.duplication,
-                             r.rate);
+                             r->numElements, r->numVoxels, r->seconds, r->coherence, r->duplication,
+                             r->rate);
     }
 }
 
