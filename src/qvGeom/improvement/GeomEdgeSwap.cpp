@@ -31,6 +31,13 @@ struct Quad {
     const Point& d;
 };
 
+/// Vetoes the swap of an edge without a twin, and where `spoils` says so of its quad.
+template <class Criterion>
+void vetoQuad(const TopoMeshEdge& edge, bool& veto, const Criterion& spoils) {
+    const int twin = edge.twin().id;
+    veto |= twin < 0 || spoils(Quad(*edge.mesh, edge.id, twin));
+}
+
 /// Notices passes that go round in a circle. What a pass does follows from the connections alone
 /// when the criteria read nothing but the mesh, so that the first repeat is one for ever.
 class CircleWatch {
@@ -111,23 +118,14 @@ MeshEdgeSwapper::VetoSignal& MeshEdgeSwapper::getVetoSignal() {
 void MeshEdgeSwapper::clearVetoSignal() { vetoSignal_.reset(); }
 
 void MeshEdgeSwapper::minimizeOppositeAngleSum(TopoMeshEdge edge, bool& veto) {
-    const int twin = edge.twin().id;
-    if (twin < 0) {
-        veto = true;
-        return;
-    }
-    const Quad quad(*edge.mesh, edge.id, twin);
-    veto |= !detail::lowersOppositeAngles(quad.a, quad.b, quad.c, quad.d);
+    vetoQuad(edge, veto, [](const Quad& quad) {
+        return !detail::lowersOppositeAngles(quad.a, quad.b, quad.c, quad.d);
+    });
 }
 
 void MeshEdgeSwapper::preventFoldover(TopoMeshEdge edge, bool& veto) {
-    const int twin = edge.twin().id;
-    if (twin < 0) {
-        veto = true;
-        return;
-    }
-    const Quad quad(*edge.mesh, edge.id, twin);
-    veto |= detail::foldsOver(quad.a, quad.b, quad.c, quad.d);
+    vetoQuad(edge, veto,
+             [](const Quad& quad) { return detail::foldsOver(quad.a, quad.b, quad.c, quad.d); });
 }
 
 void MeshEdgeSwapper::preserveBoundary(TopoMeshEdge edge, bool& veto) {
@@ -137,17 +135,13 @@ void MeshEdgeSwapper::preserveBoundary(TopoMeshEdge edge, bool& veto) {
 }
 
 void MeshEdgeSwapper::preserveFeatures(TopoMeshEdge edge, bool& veto) {
-    const int twin = edge.twin().id;
-    if (twin < 0) {
-        veto = true;
-        return;
-    }
-    const Quad quad(*edge.mesh, edge.id, twin);
-    bool isOldDefined = false;
-    bool isNewDefined = false;
-    const double oldAngle = dihedralAngle(quad.a, quad.b, quad.c, quad.d, isOldDefined);
-    const double newAngle = dihedralAngle(quad.c, quad.d, quad.b, quad.a, isNewDefined);
-    veto |= !isOldDefined || !isNewDefined || !(std::abs(newAngle - oldAngle) < kFeatureAngle);
+    vetoQuad(edge, veto, [](const Quad& quad) {
+        bool isOldDefined = false;
+        bool isNewDefined = false;
+        const double oldAngle = dihedralAngle(quad.a, quad.b, quad.c, quad.d, isOldDefined);
+        const double newAngle = dihedralAngle(quad.c, quad.d, quad.b, quad.a, isNewDefined);
+        return !isOldDefined || !isNewDefined || !(std::abs(newAngle - oldAngle) < kFeatureAngle);
+    });
 }
 
 double dihedralAngle(const Point& p0, const Point& p1, const Point& p2, const Point& p3,
