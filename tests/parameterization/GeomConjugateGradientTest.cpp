@@ -3,6 +3,7 @@
 #include <cmath>
 #include <gtest/gtest.h>
 #include <random>
+#include <sstream>
 #include <tuple>
 #include <vector>
 
@@ -215,6 +216,21 @@ TEST(SparseMatrix, keepsTheOrderOfEntries) {
     EXPECT_EQ(turned.getElement(100, 3), 100.5);
     const NVector ones = vectorOf(std::vector<double>(200, 1.0));
     EXPECT_EQ(matrix.vectorDotMatrixTimesVector(ones, ones), 199 * 100 + 0.5);
+}
+
+TEST(SparseMatrix, printsZerosToo) {
+    SparseMatrix matrix(2);
+    fill(matrix, {{0, 1, -0.5}, {1, 0, 1.0}, {1, 1, 123.0}});
+    std::ostringstream text;
+    text << matrix << vectorOf({1.5, -2.0}) << matrix.toMmaString().c_str();
+    EXPECT_EQ(text.str(), "SparseMatrix{\n"
+                          "  0.0000000000 -0.5000000000\n"
+                          "  1.0000000000  123.0000000000\n}(1.5 -2 )"
+                          "{\n{0.0000000000,-0.5000000000},\n{1.0000000000,123.0000000000}\n}");
+    testing::internal::CaptureStdout();
+    matrix.dumpRowLengths();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "  total rows: 2  length 1: 1 rows  length 2: 1 rows");
 }
 
 } // namespace
