@@ -107,6 +107,8 @@ public:
 
     const Corners& corners() const { return corners_; }
 
+    bool hasPlane() const { return plane_.has_value(); }
+
     /// Computed when first it is asked for: most pairs are told apart before both are needed.
     const Plane& plane() {
         if (!plane_)
@@ -119,13 +121,19 @@ private:
     std::optional<Plane> plane_;
 };
 
+/// Whether all of a triangle lies on one side of the plane of the other.
+bool isBeside(const Subject& triangle, Subject& other, PerCorner& height) {
+    height = heights(triangle.corners(), other.plane());
+    return onOneSide(height);
+}
+
 /// The test of two triangles.
 bool findSegment(Subject& first, Subject& second, Point& p, Point& q) {
-    const PerCorner heights2 = heights(second.corners(), first.plane());
-    if (onOneSide(heights2))
-        return false;
-    const PerCorner heights1 = heights(first.corners(), second.plane());
-    if (onOneSide(heights1))
+    PerCorner heights1{}, heights2{};
+    const bool areApart =
+        second.hasPlane() ? isBeside(first, second, heights1) || isBeside(second, first, heights2)
+                          : isBeside(second, first, heights2) || isBeside(first, second, heights1);
+    if (areApart)
         return false;
 
     if (equivalent(first.plane().normal, second.plane().normal, qvLinear::epsilonTol))

@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <bit>
-#include <utility>
+#include <cmath>
+#include <cstddef>
+#include <span>
 
-#include "qvGeom/foundation/base/SMPSort.h"
 #include "qvGeom/foundation/base/ThreadPool.h"
 #include "qvGeom/foundation/base/ThreadedAlg.h"
 #include "qvGeom/foundation/geometry/CompactMesh.h"
@@ -13,56 +14,82 @@ namespace qvGeom::detail {
 namespace {
 
 constexpr int kLanes = BoxBlock::kLanes;
-constexpr float kCellsPerAxis = 1024;
 
-/// Moves the ten bits of a number to every third place.
-unsigned spread(unsigned bits) {
-    bits = (bits | bits << 16) & 0x030000FFU;
-    bits = (bits | bits << 8) & 0x0300F00FU;
-    bits = (bits | bits << 4) & 0x030C30C3U;
-    return (bits | bits << 2) & 0x09249249U;
+/// A triangle and the middle of its box.
+struct Item {
+    float middle[3];
+    int triangle;
+};
+
+Item itemOf(int triangle, const BoundingBox& box) {
+    Item item{{}, triangle};
+    for (int axis = 0; axis < 3; ++axis) {
+        const float middle = 0.5F * box.min[axis] + 0.5F * box.max[axis];
+        item.middle[axis] = std::isnan(middle) ? 0 : middle; // infinite boxes have no middle
+    }
+    return item;
 }
 
-/// Numbers the cells in which triangles have the middles of their boxes, along the curve that goes
-/// through all eighths of a cube one by one. The cells are cubes, so that a flat mesh is cut across
-/// its width and not along it.
-class CellsAlg final : public qvUtil::ThreadedAlg {
-public:
-    CellsAlg(const std::vector<int>& triangles, const Array<BoundingBox>& boxes, Array<int>& cells)
-        : triangles_(triangles),
-          boxes_(boxes),
-          cells_(cells) {
-        for (const int t : triangles)
-            all_.extend(boxes[t]);
-        const float length = std::max(
-            {all_.max[0] - all_.min[0], all_.max[1] - all_.min[1], all_.max[2] - all_.min[2]});
-        cellsPerUnit_ = kCellsPerAxis / length;
-    }
+int longestAxis(std::span<const Item> items) {
+    BoundingBox all;
+    for (const Item& item : items)
+        all.extend({item.middle[0], item.middle[1], item.middle[2]});
+    const float length[3] = {all.max[0] - all.min[0], all.max[1] - all.min[1],
+                             all.max[2] - all.min[2]};
+    return static_cast<int>(std::max_element(length, length + 3) - length);
+}
 
-    void threadFunc(int thread, int numThreads) override {
-        const int count = static_cast<int>(triangles_.size());
-        for (const int k : qvUtil::sliceOf(count, thread, numThreads)) {
-            const BoundingBox& box = boxes_[triangles_[k]];
-            const unsigned cell =
-                cellAlong(0, box) | cellAlong(1, box) << 1 | cellAlong(2, box) << 2;
-            cells_[triangles_[k]] = static_cast<int>(cell);
-        }
+/// Parts the items across their longest axis, and returns how many are in the first part: all that
+/// its nodes have room for.
+std::size_t part(std::span<Item> items) {
+    const int axis = longestAxis(items);
+    const std::size_t count = std::bit_floor(items.size() - 1);
+    std::nth_element(
+        items.begin(), items.begin() + static_cast<std::ptrdiff_t>(count), items.end(),
+        [axis](const Item& a, const Item& b) { return a.middle[axis] < b.middle[axis]; });
+    return count;
+}
+
+/// Parts the items until none of the `pieces`, which follow each other, has more than `most`.
+void partInto(std::vector<std::span<Item>>& pieces, std::span<Item> items, std::size_t most) {
+    while (items.size() > most) {
+        const std::size_t count = part(items);
+        partInto(pieces, items.first(count), most);
+        items = items.subspan(count);
+    }
+    pieces.push_back(items);
+}
+
+/// Orders the items of each piece so that those of a block lie close together, and those of the
+/// blocks of a node, and so on. However unevenly they are spread, no part has more than its share.
+class OrderAlg final : public qvUtil::ThreadedChunkAlg {
+public:
+    explicit OrderAlg(const std::vector<std::span<Item>>& pieces)
+        : ThreadedChunkAlg(static_cast<int>(pieces.size())),
+          pieces_(pieces) {}
+
+    void threadFunc(int chunk, int /*thread*/, int /*chunks*/) override {
+        std::vector<std::span<Item>> blocks;
+        partInto(blocks, pieces_[chunk], kLanes);
     }
 
 private:
-    unsigned cellAlong(int axis, const BoundingBox& box) const {
-        const float middle = 0.5F * box.min[axis] + 0.5F * box.max[axis];
-        const float cell = (middle - all_.min[axis]) * cellsPerUnit_;
-        // Written so that what is not a number comes to 0.
-        return spread(cell > 0 ? static_cast<unsigned>(std::min(cell, kCellsPerAxis - 1)) : 0);
-    }
-
-    const std::vector<int>& triangles_;
-    const Array<BoundingBox>& boxes_;
-    Array<int>& cells_; // by triangle
-    BoundingBox all_;
-    float cellsPerUnit_;
+    const std::vector<std::span<Item>>& pieces_;
 };
+
+/// Orders triangles by where their boxes are.
+void order(std::vector<int>& triangles, const Array<BoundingBox>& boxes) {
+    constexpr std::size_t kNumPieces = 16;
+    std::vector<Item> items(triangles.size());
+    std::transform(triangles.begin(), triangles.end(), items.begin(),
+                   [&boxes](int t) { return itemOf(t, boxes[t]); });
+    std::vector<std::span<Item>> pieces;
+    partInto(pieces, items, std::max<std::size_t>(kLanes, items.size() / kNumPieces));
+    OrderAlg alg(pieces);
+    qvUtil::ThreadPool::get().run(alg);
+    std::transform(items.begin(), items.end(), triangles.begin(),
+                   [](const Item& item) { return item.triangle; });
+}
 
 /// Sets of as many triangles as a block has, in the order of the list.
 ArrayOfSets inBlocks(const std::vector<int>& triangles) {
@@ -89,11 +116,7 @@ TriangleTree::TriangleTree(const CompactMesh& mesh, std::vector<int> triangles,
                            const Array<BoundingBox>& boxes) {
     if (triangles.empty())
         return;
-    Array<int> cells(boxes.size());
-    CellsAlg cellsAlg(triangles, boxes, cells);
-    qvUtil::ThreadPool::get().run(cellsAlg);
-    qvUtil::sortIndicesByKey(triangles.data(), triangles.data() + triangles.size(), cells.data());
-
+    order(triangles, boxes);
     const ArrayOfSets sets = inBlocks(triangles);
     blocks_.assign(mesh, boxes, sets);
     levels_.push_back(levelAbove(blocks_.begin(0), sets.numSets()));

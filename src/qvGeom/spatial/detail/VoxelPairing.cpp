@@ -1,7 +1,9 @@
 #include "qvGeom/spatial/detail/VoxelPairing.h"
 
 #include <algorithm>
-#include <cmath>
+#include <cstddef>
+#include <functional>
+#include <utility>
 
 #include "qvGeom/foundation/geometry/CompactMesh.h"
 #include "qvGeom/foundation/geometry/Octree.h"
@@ -43,7 +45,7 @@ private:
                               [this](int triangle) { isIn_[triangle] = 1; });
             return;
         }
-        if (!second_.placeParent(node.box).intersects(root_.box))
+        if (!second_.place(node.box).intersects(root_.box))
             return;
         for (int child = 0; child < 8; ++child) {
             OctreeIterator below = node;
@@ -84,72 +86,77 @@ ArrayOfSets voxelsOf(const OctreeTris& voxels, const std::vector<char>& isMarked
     return sets;
 }
 
-std::vector<BoundingBox> voxelBoxes(const Octree& octree) {
+/// The boxes of the voxels, as `place` gives them.
+template <class Place>
+std::vector<BoundingBox> voxelBoxes(const Octree& octree, const Place& place) {
     std::vector<BoundingBox> boxes(octree.getNumVoxels());
     OctreeLeafIterator voxel(octree);
     for (voxel.reset(octree); voxel.valid(); voxel.next())
-        boxes[voxel.get().leafIndex()] = voxel.get().box;
+        boxes[voxel.get().leafIndex()] = place(voxel.get().box);
     return boxes;
 }
 
 } // namespace
-
-PlacedMesh::PlacedMesh(const CompactMesh& mesh2, const Octree& octree2, const OctreeTris& voxels2,
-                       const qvLinear::AffineMatrix& placement)
-    : mesh(mesh2),
-      octree(octree2),
-      voxels(voxels2),
-      toMesh1(placement) {
-    const BoundingBox all = place(octree.getRoot().box);
-    float largest = 0;
-    for (int axis = 0; axis < 3; ++axis)
-        largest = std::max({largest, std::abs(all.min[axis]), std::abs(all.max[axis])});
-    margin = 1e-6F * largest;
-}
 
 std::vector<int> trianglesWhereMeeting(const Octree& octree, const OctreeTris& voxels,
                                        const PlacedMesh& second) {
     return MeetingVoxels(octree, voxels, second).triangles();
 }
 
-VoxelPairing::VoxelPairing(const Octree& octree, const OctreeTris& voxels,
-                           const std::vector<char>& isMarked, const PlacedMesh& second,
-                           const std::vector<char>& isMarked2)
-    : voxels_(voxelsOf(voxels, isMarked)),
-      voxels2_(voxelsOf(second.voxels, isMarked2)),
-      boxes_(voxelBoxes(octree)),
-      boxes2_(voxelBoxes(second.octree)) {
-    for (BoundingBox& box : boxes2_)
-        box.transform(second.toMesh1);
-    firstGroup2_.resize(voxels2_.numSets());
-    for (int t = 0; t < voxels2_.numSets(); ++t) {
-        firstGroup2_[t] = static_cast<int>(groups2_.size());
-        for (const int* v = voxels2_.begin(t); v != voxels2_.end(t); ++v) {
-            if ((v - voxels2_.begin(t)) % kGroupSize == 0)
-                groups2_.emplace_back();
-            groups2_.back().extend(boxes2_[*v]);
+VoxelPairing::Voxels::Voxels(const OctreeTris& voxels, const std::vector<char>& isMarked,
+                             std::vector<BoundingBox> boxes)
+    : sets_(voxelsOf(voxels, isMarked)),
+      boxes_(std::move(boxes)),
+      firstGroup_(sets_.numSets() + 1) {
+    for (int t = 0; t < sets_.numSets(); ++t) {
+        for (const int* begin = sets_.begin(t); begin != sets_.end(t);) {
+            const int* const end =
+                begin + std::min<std::ptrdiff_t>(kGroupSize, sets_.end(t) - begin);
+            Group group{{}, begin, end};
+            for (; begin != end; ++begin)
+                group.box.extend(boxes_[*begin]);
+            groups_.push_back(group);
         }
+        firstGroup_[t + 1] = static_cast<int>(groups_.size());
     }
 }
 
+VoxelPairing::VoxelPairing(const Octree& octree, const OctreeTris& voxels,
+                           const std::vector<char>& isMarked, const PlacedMesh& second,
+                           const std::vector<char>& isMarked2)
+    : voxels_(voxels, isMarked, voxelBoxes(octree, std::identity())),
+      voxels2_(second.voxels, isMarked2, voxelBoxes(second.octree, [&](const BoundingBox& box) {
+                   return second.place(box);
+               })) {}
+
 VoxelPair VoxelPairing::first(int triangle, int triangle2) const {
-    const int* const begin2 = voxels2_.begin(triangle2);
-    const int* const end2 = voxels2_.end(triangle2);
-    const BoundingBox* const groups2 = groups2_.data() + firstGroup2_[triangle2];
-    const int numGroups2 = (static_cast<int>(end2 - begin2) + kGroupSize - 1) / kGroupSize;
-    for (const int* v = voxels_.begin(triangle); v != voxels_.end(triangle); ++v) {
-        const BoundingBox& box = boxes_[*v];
-        for (int group = numGroups2 - 1; group >= 0; --group) {
-            if (!box.intersects(groups2[group]))
-                continue;
-            const int* const groupBegin = begin2 + kGroupSize * group;
-            for (const int* v2 = std::min(end2, groupBegin + kGroupSize); v2 != groupBegin;) {
-                if (box.intersects(boxes2_[*--v2]))
-                    return {*v, *v2};
-            }
+    for (const Group& group : voxels_.groups(triangle)) {
+        // Those at the end that meet none of the group are not looked at for each of its voxels.
+        std::span<const Group> groups2 = voxels2_.groups(triangle2);
+        while (!groups2.empty() && !group.box.intersects(groups2.back().box))
+            groups2 = groups2.first(groups2.size() - 1);
+        if (groups2.empty())
+            continue;
+        for (const int* voxel = group.begin; voxel != group.end; ++voxel) {
+            const int voxel2 = lastMeeting(voxels_.box(*voxel), groups2);
+            if (voxel2 >= 0)
+                return {*voxel, voxel2};
         }
     }
     return {};
+}
+
+int VoxelPairing::lastMeeting(const BoundingBox& box, std::span<const Group> groups2) const {
+    for (; !groups2.empty(); groups2 = groups2.first(groups2.size() - 1)) {
+        const Group& group = groups2.back();
+        if (!box.intersects(group.box))
+            continue;
+        for (const int* voxel2 = group.end; voxel2 != group.begin;) {
+            if (box.intersects(voxels2_.box(*--voxel2)))
+                return *voxel2;
+        }
+    }
+    return -1;
 }
 
 } // namespace qvGeom::detail

@@ -2,6 +2,7 @@
 /// The voxels of two meshes that meet, one of them placed in the space of the other.
 #pragma once
 
+#include <span>
 #include <vector>
 
 #include "qvGeom/foundation/geometry/ArrayOfSets.h"
@@ -21,21 +22,11 @@ struct PlacedMesh {
     const Octree& octree;
     const OctreeTris& voxels;
     const qvLinear::AffineMatrix& toMesh1;
-    float margin; // by which placed boxes of children may reach beyond their parent's, by roundings
 
-    PlacedMesh(const CompactMesh& mesh2, const Octree& octree2, const OctreeTris& voxels2,
-               const qvLinear::AffineMatrix& placement);
-
+    /// A box within another stays within it: rounding is monotone.
     BoundingBox place(BoundingBox box) const {
         box.transform(toMesh1);
         return box;
-    }
-
-    /// The same, so that it holds those of all children.
-    BoundingBox placeParent(const BoundingBox& box) const {
-        BoundingBox all = place(box);
-        all.extend(margin);
-        return all;
     }
 };
 
@@ -68,11 +59,40 @@ public:
     VoxelPair first(int triangle, int triangle2) const;
 
 private:
-    ArrayOfSets voxels_, voxels2_;            // of each marked triangle, ascending
-    std::vector<BoundingBox> boxes_, boxes2_; // by voxel, those of the second mesh placed
-    // Around every few of a triangle's voxels2_, so that large ones are looked through quickly.
-    std::vector<BoundingBox> groups2_;
-    std::vector<int> firstGroup2_; // by triangle
+    /// Voxels that follow each other among those of a triangle, and the box around them: most of
+    /// the voxels of large triangles are passed over by groups.
+    struct Group {
+        BoundingBox box;
+        const int* begin;
+        const int* end;
+    };
+
+    /// The voxels of each marked triangle, ascending.
+    class Voxels {
+    public:
+        Voxels(const OctreeTris& voxels, const std::vector<char>& isMarked,
+               std::vector<BoundingBox> boxes);
+        Voxels(const Voxels&) = delete; // groups point into the sets
+        Voxels& operator=(const Voxels&) = delete;
+
+        const BoundingBox& box(int voxel) const { return boxes_[voxel]; }
+
+        std::span<const Group> groups(int triangle) const {
+            return {groups_.data() + firstGroup_[triangle],
+                    groups_.data() + firstGroup_[triangle + 1]};
+        }
+
+    private:
+        ArrayOfSets sets_;
+        std::vector<BoundingBox> boxes_; // by voxel
+        std::vector<Group> groups_;
+        std::vector<int> firstGroup_; // by triangle, and one more
+    };
+
+    /// The last voxel of the second mesh that `box` meets; -1 for none.
+    int lastMeeting(const BoundingBox& box, std::span<const Group> groups2) const;
+
+    Voxels voxels_, voxels2_; // those of the second mesh placed
 };
 
 } // namespace detail
