@@ -67,7 +67,7 @@ public:
     }
 
     Vector at(int triangle, const double* weights) const {
-        const Vector* const corner = &normals_[static_cast<std::size_t>(3 * triangle)];
+        const Vector* const corner = &normals_[3 * static_cast<std::size_t>(triangle)];
         Vector normal = weights[0] * corner[0] + weights[1] * corner[1] + weights[2] * corner[2];
         normal.normalize();
         return normal;
