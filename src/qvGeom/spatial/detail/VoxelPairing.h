@@ -74,6 +74,7 @@ private:
                std::vector<BoundingBox> boxes);
         Voxels(const Voxels&) = delete; // groups point into the sets
         Voxels& operator=(const Voxels&) = delete;
+        ~Voxels() = default;
 
         const BoundingBox& box(int voxel) const { return boxes_[voxel]; }
 
