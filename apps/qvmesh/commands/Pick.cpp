@@ -37,7 +37,7 @@ public:
 
     void run(Job& job) override {
         view_.prepare();
-        if (x_ < 0 || x_ >= view_.width() || y_ < 0 || y_ >= view_.height())
+        if (x_ >= view_.width() || y_ >= view_.height())
             throw Failure("the pixel is not in the picture, which has " +
                           std::to_string(view_.width()) + " columns and " +
                           std::to_string(view_.height()) + " rows");
